@@ -1,0 +1,225 @@
+#include "drivers/decoder.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "server/log.h"
+
+namespace orka::board {
+
+namespace {
+
+constexpr uint32_t any_of(std::initializer_list<State> states)
+{
+    uint32_t set = 0;
+    for (const State state : states)
+        set |= 1U << static_cast<unsigned>(state);
+    return set;
+}
+
+/* The order of calls; what is not listed is refused. */
+struct Transition {
+    uint32_t request;
+    uint32_t from; /* any of these states */
+    State to;
+};
+
+constexpr Transition transitions[] = {
+    {wire::IDECODE_INIT, any_of({State::set_up}), State::ready},
+    {wire::IDECODE_START,
+     any_of({State::ready, State::paused, State::rewinding, State::forwarding, State::stopped}),
+     State::playing},
+    {wire::IDECODE_PAUSE, any_of({State::playing, State::rewinding, State::forwarding}), State::paused},
+    {wire::IDECODE_REWIND, any_of({State::playing, State::paused, State::forwarding}), State::rewinding},
+    {wire::IDECODE_FASTFORWARD, any_of({State::playing, State::paused, State::rewinding}), State::forwarding},
+    {wire::IDECODE_STOP, any_of({State::playing, State::paused, State::rewinding, State::forwarding}),
+     State::stopped},
+};
+
+const Transition *find_transition(uint32_t request, State from)
+{
+    for (const Transition &row : transitions) {
+        if (row.request == request && (row.from & any_of({from})))
+            return &row;
+    }
+    return nullptr;
+}
+
+std::string make_label(std::string_view node, int32_t channel, int32_t stream)
+{
+    return std::string(node) + " " + std::to_string(channel) + "/" + std::to_string(stream);
+}
+
+} // namespace
+
+Decoder::Decoder(Machine &machine, const DecoderKind &kind, int32_t channel, int32_t stream,
+                 std::function<void(File &)> readable_changed)
+    : machine_(machine), kind_(kind), label_(make_label(kind.node, channel, stream)),
+      readable_changed_(std::move(readable_changed))
+{
+}
+
+/* The board ends, and its files with it. */
+Decoder::~Decoder()
+{
+    owner_ = nullptr;
+    end_session();
+}
+
+int Decoder::refuse(int error, const std::string &why) const
+{
+    machine_.log(label_ + ": " + why);
+    return error;
+}
+
+void Decoder::load(Call &call, std::string_view name)
+{
+    if (!find_image(name))
+        return call.fail(refuse(EINVAL, "there is no codec image '" + printable(std::string(name)) + "'"));
+    if (session_ && name != image())
+        return call.fail(refuse(EBUSY, "image " + std::string(name) +
+                                           " cannot be loaded while the decoder is set up with " + image()));
+    if (!session_ || !image_.empty()) {
+        image_ = name;
+        loader_ = session_ ? loader_ : &call.file();
+    }
+    call.reply();
+}
+
+int Decoder::check(const Setup &setup) const
+{
+    const std::string codec = std::to_string(setup.codec);
+    const CodecImage *const loaded = find_image(image());
+    if (!loaded)
+        return refuse(EINVAL, "setup for codec " + codec + " without a codec image; load one first");
+    if (!(loaded->*kind_.decodes)(setup.codec))
+        return refuse(EINVAL, "image " + image() + " does not decode codec " + codec +
+                                  "; load the image that the selection table names for it");
+    if (setup.bufsize == 0 || setup.bufcount == 0 || setup.maxframe == 0 || setup.maxframe > setup.bufsize)
+        return refuse(EINVAL, "setup asks for an input queue of " + std::to_string(setup.bufsize) +
+                                  " bytes and " + std::to_string(setup.bufcount) + " frames of at most " +
+                                  std::to_string(setup.maxframe) + " bytes");
+    return 0;
+}
+
+void Decoder::set_up(Call &call, const Setup &setup)
+{
+    if (session_)
+        return call.fail(owner_ == &call.file() ? EINVAL : EBUSY);
+    int error = check(setup);
+    if (!error)
+        error = make_session(setup, call.file());
+    if (error)
+        return call.fail(error);
+    call.reply();
+}
+
+int Decoder::make_session(const Setup &setup, File &file)
+{
+    std::string why;
+    std::unique_ptr<CodecStream> stream = setup.make_stream(why);
+    if (!stream)
+        return refuse(EINVAL, "codec " + std::to_string(setup.codec) + ": " + why);
+    session_ = Session::create(machine_, {.first = kind_.wants_init ? State::set_up : State::ready,
+                                          .kind = kind_.frame_kind,
+                                          .label = label_,
+                                          .bufsize = setup.bufsize,
+                                          .bufcount = setup.bufcount,
+                                          .maxframe = setup.maxframe,
+                                          .output = setup.output,
+                                          .stream = std::move(stream),
+                                          .readable_changed = [this] { readable_changed_(*owner_); }});
+    if (!session_)
+        return refuse(ENOMEM, "no memory for a queue of " + std::to_string(setup.bufsize + setup.output) +
+                                  " bytes; give the board more (--memory)");
+    owner_ = &file;
+    return 0;
+}
+
+/* Wakes whoever waits, ends the DSP's thread and frees the queue. */
+void Decoder::end_session()
+{
+    if (!session_)
+        return;
+    session_->close();
+    session_.reset();
+    File *const owner = std::exchange(owner_, nullptr);
+    if (owner)
+        readable_changed_(*owner);
+}
+
+void Decoder::closed(const File &file)
+{
+    if (owner_ == &file) {
+        owner_ = nullptr;
+        end_session();
+    }
+    if (loader_ == &file) {
+        loader_ = nullptr;
+        if (!session_)
+            image_.clear();
+    }
+}
+
+void Decoder::reset_shown_tsms()
+{
+    if (session_)
+        session_->reset_shown_tsms();
+}
+
+bool Decoder::change_state(uint32_t request)
+{
+    const Transition *const row = find_transition(request, session_->state());
+    if (row)
+        session_->enter(row->to);
+    return row;
+}
+
+void Decoder::control(std::shared_ptr<Call> call)
+{
+    if (!session_)
+        return call->fail(EINVAL);
+    if (owner_ != &call->file())
+        return call->fail(EBUSY);
+    switch (call->row().number) {
+    case wire::IDECODE_WAIT:
+        return session_->wait(std::move(call));
+    case wire::IDECODE_TEARDOWN:
+        end_session();
+        return call->reply();
+    case wire::IDECODE_FLUSH:
+        if (!is_started(session_->state()))
+            return call->fail(EINVAL);
+        session_->flush();
+        return call->reply();
+    case wire::IDECODE_QUEUE:
+    case wire::IDECODE_NEW_FRAME:
+    case wire::IDECODE_COMMIT_FRAME:
+    case wire::IDECODE_GET_FRAME:
+    case wire::IDECODE_RELEASE_FRAME:
+        return control_frames(std::move(call));
+    default:
+        return change_state(call->row().number) ? call->reply() : call->fail(EINVAL);
+    }
+}
+
+/* All records of queues and frames begin alike. */
+void Decoder::control_frames(std::shared_ptr<Call> call)
+{
+    if (call->record<wire::flush_record>().flush != kind_.queueid)
+        return call->fail(EINVAL);
+    switch (call->row().number) {
+    case wire::IDECODE_QUEUE:
+        return session_->queue(*call);
+    case wire::IDECODE_NEW_FRAME:
+        return session_->new_frame(std::move(call));
+    case wire::IDECODE_COMMIT_FRAME:
+        return session_->commit(*call);
+    case wire::IDECODE_GET_FRAME:
+        return session_->get(std::move(call));
+    default:
+        return session_->release(*call);
+    }
+}
+
+} // namespace orka::board

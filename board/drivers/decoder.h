@@ -1,0 +1,77 @@
+/*
+ * One decoder of a node: the codec image that it runs, whose it is, and the order of calls.
+ *
+ *     load -> setup -> (video: init) -> start <-> pause, rewind, fast-forward, flush -> stop -> tear-down
+ *
+ * Setup binds the decoder to the file that asked for it; to all others it is busy until torn down or until
+ * that file's last close.
+ */
+#ifndef ORKA_BOARD_DECODER_H
+#define ORKA_BOARD_DECODER_H
+
+#include "drivers/session.h"
+#include "dsp/images.h"
+
+namespace orka::board {
+
+/* What differs between the decoders of sound and of pictures. */
+struct DecoderKind {
+    std::string_view node; /* begins its lines in the log */
+    uint32_t frame_kind;
+    uint32_t queueid;
+    bool wants_init;
+    bool (CodecImage::*decodes)(uint32_t codec) const;
+};
+
+/* What a setup asks for. */
+struct Setup {
+    uint32_t codec = 0;
+    uint32_t bufsize = 0;
+    uint32_t bufcount = 0;
+    uint32_t maxframe = 0;
+    uint64_t output = 0; /* bytes for what is decoded */
+    /* Null, and a text, for what the DSP cannot decode. */
+    std::function<std::unique_ptr<CodecStream>(std::string &why)> make_stream;
+};
+
+class Decoder {
+  public:
+    Decoder(Machine &machine, const DecoderKind &kind, int32_t channel, int32_t stream,
+            std::function<void(File &)> readable_changed);
+    ~Decoder();
+
+    void load(Call &call, std::string_view name);
+    void set_up(Call &call, const Setup &setup);
+    void control(std::shared_ptr<Call> call);
+    void closed(const File &file);
+
+    bool is_playing() const { return session_ && is_started(session_->state()); }
+    bool is_readable_for(const File &file) const
+    {
+        return session_ && owner_ == &file && session_->readable();
+    }
+    uint32_t shown_tsms() const { return session_ ? session_->shown_tsms() : 0; }
+    void reset_shown_tsms();
+
+  private:
+    const std::string &image() const { return image_.empty() ? machine_.dsp_image : image_; }
+    int refuse(int error, const std::string &why) const;
+    int check(const Setup &setup) const;
+    int make_session(const Setup &setup, File &file);
+    bool change_state(uint32_t request);
+    void control_frames(std::shared_ptr<Call> call);
+    void end_session();
+
+    Machine &machine_;
+    const DecoderKind &kind_;
+    const std::string label_;
+    const std::function<void(File &)> readable_changed_;
+    std::string image_;            /* loaded for this decoder, or empty */
+    const File *loader_ = nullptr; /* which loaded it */
+    File *owner_ = nullptr;
+    std::shared_ptr<Session> session_;
+};
+
+} // namespace orka::board
+
+#endif

@@ -1,0 +1,103 @@
+/*
+ * What a driver of the board is: an object with a row of requests behind one device node.
+ *
+ * Drivers run on the reactor's thread alone and never block it. A request that has to wait keeps its Call and
+ * answers later; threads of the DSP hand their results in through Reactor::post.
+ */
+#ifndef ORKA_BOARD_DRIVER_H
+#define ORKA_BOARD_DRIVER_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "drivers/presentation.h"
+#include "server/memory.h"
+#include "server/reactor.h"
+#include "wire/orka_nodes.h"
+
+namespace orka::board {
+
+/* One open file of a node, from open to the last close. */
+class File {
+  public:
+    virtual ~File() = default;
+    virtual uint32_t number() const = 0;
+    virtual wire::node node() const = 0;
+    virtual int32_t process() const = 0; /* which opened it */
+    /* What poll() on the client's descriptor says. */
+    virtual void set_readable(bool readable) = 0;
+};
+
+/* One request. It is answered exactly once, with reply() or fail(); the row is the one that matched. */
+class Call {
+  public:
+    virtual ~Call() = default;
+    virtual File &file() const = 0;
+    virtual const wire::request_row &row() const = 0;
+    virtual int32_t process() const = 0;
+    virtual bool nonblocking() const = 0; /* the descriptor is O_NONBLOCK */
+    virtual std::span<const uint8_t> in() const = 0;
+
+    virtual void reply(std::span<const uint8_t> out = {}) = 0;
+    virtual void fail(int error) = 0; /* an errno value */
+
+    /* What to do when a signal interrupts the caller: answer at once. A caller that dies is told by
+       on_abandon: forget the call; nothing it answers goes anywhere. Both are cleared by the answer. */
+    virtual void on_interrupt(std::function<void()> handler) = 0;
+    virtual void on_abandon(std::function<void()> handler) = 0;
+
+    /* The request's record, and the answer as one. */
+    template <typename Record>
+    Record record() const;
+    template <typename Record>
+    void reply_record(const Record &record);
+};
+
+class Driver {
+  public:
+    virtual ~Driver() = default;
+    virtual void opened(File &) {}
+    virtual void closed(File &) {} /* the last close; the file is gone afterwards */
+    virtual void control(std::shared_ptr<Call> call) = 0;
+};
+
+/* What all drivers share. */
+struct Options {
+    bool real_time = false; /* --clock real */
+    bool reclaim = false;   /* --reclaim */
+};
+
+struct Machine {
+    Reactor &reactor;
+    Memory &memory;
+    const Options &options;
+    std::function<void(const std::string &)> log; /* one line of the board's log, from the reactor's thread */
+    std::string dsp_image;                        /* what /dev/imanage loaded, empty at first */
+    PresentationClock presentation{};
+};
+
+std::unique_ptr<Driver> make_imanage_driver(Machine &machine);
+std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine);
+std::unique_ptr<Driver> make_video_decode_driver(Machine &machine);
+
+template <typename Record>
+Record Call::record() const
+{
+    Record value{};
+    const std::span<const uint8_t> bytes = in();
+    __builtin_memcpy(&value, bytes.data(), bytes.size() < sizeof value ? bytes.size() : sizeof value);
+    return value;
+}
+
+template <typename Record>
+void Call::reply_record(const Record &record)
+{
+    reply({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+}
+
+} // namespace orka::board
+
+#endif

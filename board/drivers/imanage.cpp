@@ -1,0 +1,110 @@
+/* The IMEM manager: blocks of physical memory, and the codec image that the DSP runs. */
+#include "drivers/driver.h"
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+
+#include "dsp/images.h"
+#include "server/log.h"
+
+namespace orka::board {
+
+namespace {
+
+class ImanageDriver final : public Driver {
+  public:
+    explicit ImanageDriver(Machine &machine) : machine_(machine) {}
+
+    void closed(File &file) override;
+    void control(std::shared_ptr<Call> call) override;
+
+  private:
+    void load(Call &call);
+    void reset(Call &call);
+    void allocate(Call &call);
+    void free(Call &call);
+
+    Machine &machine_;
+    std::map<uint32_t, uint32_t> owners_; /* of each block, the number of the file that asked for it */
+};
+
+/*
+ * Blocks outlive their program, so that another can go on with them; a board told to reclaim takes them
+ * back.
+ */
+void ImanageDriver::closed(File &file)
+{
+    if (!machine_.options.reclaim)
+        return;
+    std::erase_if(owners_, [&](const auto &owned) {
+        return owned.second == file.number() && machine_.memory.imem().free(owned.first);
+    });
+}
+
+void ImanageDriver::control(std::shared_ptr<Call> call)
+{
+    switch (call->row().number) {
+    case wire::IMANAGE_LOAD:
+        return load(*call);
+    case wire::IMANAGE_RESET:
+        return reset(*call);
+    case wire::IMANAGE_ALLOC:
+        return allocate(*call);
+    case wire::IMANAGE_FREE:
+        return free(*call);
+    default:
+        return call->fail(ENOTTY);
+    }
+}
+
+void ImanageDriver::load(Call &call)
+{
+    const auto *const text = reinterpret_cast<const char *>(call.in().data());
+    const std::string name(text, strnlen(text, call.in().size()));
+
+    if (name.size() == call.in().size() || !find_image(name)) {
+        machine_.log("imanage: no codec image \"" + printable(name) +
+                     "\"; the library's codec selection names those that there are");
+        return call.fail(EINVAL);
+    }
+    machine_.dsp_image = name;
+    call.reply();
+}
+
+void ImanageDriver::reset(Call &call)
+{
+    machine_.memory.imem().reset();
+    owners_.clear();
+    call.reply();
+}
+
+void ImanageDriver::allocate(Call &call)
+{
+    const auto bytes = call.record<uint32_t>();
+    if (bytes == 0)
+        return call.fail(EINVAL);
+    const std::optional<uint32_t> address = machine_.memory.imem().allocate(bytes);
+    if (!address)
+        return call.fail(ENOMEM);
+    owners_[*address] = call.file().number();
+    call.reply_record(*address);
+}
+
+void ImanageDriver::free(Call &call)
+{
+    const auto address = call.record<uint32_t>();
+    if (!machine_.memory.imem().free(address))
+        return call.fail(EINVAL);
+    owners_.erase(address);
+    call.reply();
+}
+
+} // namespace
+
+std::unique_ptr<Driver> make_imanage_driver(Machine &machine)
+{
+    return std::make_unique<ImanageDriver>(machine);
+}
+
+} // namespace orka::board

@@ -1,0 +1,400 @@
+#include "drivers/session.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "orka_media.h"
+
+namespace orka::board {
+
+namespace {
+
+uint64_t whole_pages(uint64_t bytes)
+{
+    return (bytes + page_size - 1) / page_size * page_size;
+}
+
+void answer_frame_request(Call &call, int32_t status, const orka_idecode_frame_t &frame)
+{
+    auto record = call.record<wire::frame_request_record>();
+    record.status = status;
+    record.frame = frame;
+    call.reply_record(record);
+}
+
+void answer_without_frame(Call &call, int32_t status)
+{
+    answer_frame_request(call, status, {});
+}
+
+void answer_wait(Call &call, int32_t status)
+{
+    auto record = call.record<wire::wait_record>();
+    record.status = status;
+    call.reply_record(record);
+}
+
+int32_t frame_timeout(const Call &call)
+{
+    return call.record<wire::frame_request_record>().timeout;
+}
+
+} // namespace
+
+std::shared_ptr<Session> Session::create(Machine &machine, SessionPlan plan)
+{
+    const uint64_t input = whole_pages(plan.bufsize);
+    const uint64_t length = input + whole_pages(plan.output);
+    const std::optional<uint32_t> base = machine.memory.queues().allocate(length);
+    if (!base)
+        return nullptr;
+    std::unique_ptr<CodecStream> stream = std::move(plan.stream);
+    std::shared_ptr<Session> session(new Session(
+        machine, std::move(plan), *base, static_cast<uint32_t>(input), static_cast<uint32_t>(length)));
+    session->start_worker(std::move(stream), static_cast<uint32_t>(input));
+    return session;
+}
+
+Session::Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length)
+    : machine_(machine), kind_(plan.kind), label_(std::move(plan.label)), base_(base), length_(length),
+      bufcount_(plan.bufcount), maxframe_(plan.maxframe), readable_changed_(std::move(plan.readable_changed)),
+      state_(plan.first), input_(base, input), fillers_(machine.reactor, answer_without_frame),
+      takers_(machine.reactor, answer_without_frame), finishers_(machine.reactor, answer_wait)
+{
+}
+
+void Session::start_worker(std::unique_ptr<CodecStream> stream, uint32_t input)
+{
+    const auto notify = [&reactor = machine_.reactor, self = weak_from_this()] {
+        reactor.post([self] {
+            if (const std::shared_ptr<Session> session = self.lock())
+                session->collect();
+        });
+    };
+    worker_ = std::make_unique<Worker>(machine_.memory, BufferSpace(base_ + input, length_ - input),
+                                       std::move(stream), notify);
+}
+
+Session::~Session()
+{
+    worker_.reset();
+    machine_.memory.queues().free(base_);
+}
+
+void Session::close()
+{
+    keep_time(std::exchange(state_, State::stopped));
+    disarm(stall_timer_);
+    disarm(due_timer_);
+    fillers_.answer_all(wire::driver_failure);
+    takers_.answer_all(wire::driver_failure);
+    finishers_.answer_all(wire::driver_failure);
+}
+
+void Session::enter(State next)
+{
+    const State before = std::exchange(state_, next);
+    if (!is_started(before) && is_started(next))
+        begin_stream();
+    keep_time(before);
+    worker_->run(is_started(next));
+    if (next == State::stopped) {
+        drop_everything();
+        fillers_.answer_all(wire::driver_failure);
+        takers_.answer_all(wire::driver_failure);
+        finishers_.answer_all(wire::driver_done);
+    }
+    present();
+}
+
+void Session::begin_stream()
+{
+    finished_ = false;
+    shown_number_ = 0;
+    shown_tsms_ = 0;
+    shown_until_ = 0;
+}
+
+void Session::keep_time(State before)
+{
+    PresentationClock &clock = machine_.presentation;
+    const Clock::time_point now = Clock::now();
+    if (is_started(state_) && !is_started(before))
+        clock.begin();
+    if (is_moving(state_) && !is_moving(before))
+        clock.go(now);
+    if (!is_moving(state_) && is_moving(before))
+        clock.halt(now);
+    if (!is_started(state_) && is_started(before))
+        clock.end();
+    if (state_ == State::playing && std::exchange(left_time_line_, false))
+        clock.restart();
+    left_time_line_ = left_time_line_ || is_hurried();
+}
+
+void Session::flush()
+{
+    drop_everything();
+    finished_ = false;
+    machine_.presentation.restart();
+}
+
+/* Buffers that a program holds stay its own: those to be filled as well as those taken. */
+void Session::drop_everything()
+{
+    ended_ = false;
+    worker_->discard();
+    for (const orka_idecode_frame_t &frame : decoded_)
+        drop(frame);
+    decoded_.clear();
+    drop_shown();
+    shown_.clear();
+    disarm(stall_timer_);
+    disarm(due_timer_);
+    collect();
+}
+
+void Session::drop(const orka_idecode_frame_t &frame)
+{
+    if (frame.kind != ORKA_FRAME_TYPE_LAST)
+        worker_->release(frame.addr);
+}
+
+void Session::disarm(std::optional<Reactor::TimerId> &timer)
+{
+    if (timer)
+        machine_.reactor.cancel(*std::exchange(timer, std::nullopt));
+}
+
+/* The queue's address, and the side that fills. */
+
+void Session::queue(Call &call)
+{
+    auto record = call.record<wire::queue_record>();
+    record.length = length_;
+    record.pbase = base_;
+    call.reply_record(record);
+}
+
+bool Session::has_room() const
+{
+    return input_.count() < bufcount_ && input_.has_room(maxframe_);
+}
+
+void Session::hand_out(Call &call)
+{
+    const uint32_t address = *input_.allocate(maxframe_);
+    handed_out_.insert(address);
+    answer_frame_request(call, wire::driver_done,
+                         {.kind = kind_, .number = handed_number_++, .addr = address, .capacity = maxframe_});
+}
+
+void Session::new_frame(std::shared_ptr<Call> call)
+{
+    const int32_t timeout = frame_timeout(*call);
+    if (timeout < -1)
+        return call->fail(EINVAL);
+    /* The worker tells of eaten packets with its next frame; who finds the queue full asks it. */
+    if (!has_room())
+        collect();
+    if (fillers_.empty() && has_room())
+        return hand_out(*call);
+    if (state_ == State::stopped)
+        return answer_without_frame(*call, wire::driver_failure);
+    fillers_.add(std::move(call), timeout);
+}
+
+void Session::serve_fillers()
+{
+    while (!fillers_.empty() && has_room())
+        hand_out(*fillers_.take());
+}
+
+/* An errno value for what cannot be committed. */
+int Session::check(const orka_idecode_frame_t &frame) const
+{
+    const bool last = frame.kind == ORKA_FRAME_TYPE_LAST;
+    if (!last && frame.kind != kind_)
+        return EINVAL;
+    if (!handed_out_.contains(frame.addr) || frame.size > (last ? 0 : maxframe_))
+        return EINVAL;
+    return ended_ ? EINVAL : 0;
+}
+
+void Session::commit(Call &call)
+{
+    const auto frame = call.record<wire::frame_return_record>().frame;
+    if (const int error = check(frame))
+        return call.fail(error);
+    handed_out_.erase(frame.addr);
+    ended_ = frame.kind == ORKA_FRAME_TYPE_LAST;
+    if (ended_)
+        input_.free(frame.addr);
+    else
+        input_.trim(frame.addr, frame.size);
+    worker_->submit({.address = frame.addr,
+                     .size = frame.size,
+                     .flags = frame.flags,
+                     .tsms = frame.tsms,
+                     .duration = frame.duration,
+                     .last = ended_});
+    call.reply();
+    serve_fillers();
+}
+
+/* The side that empties. */
+
+bool Session::deliver(Call &call)
+{
+    if (shown_.empty())
+        return false;
+    const orka_idecode_frame_t frame = shown_.front();
+    shown_.pop_front();
+    if (frame.kind != ORKA_FRAME_TYPE_LAST)
+        taken_.insert(frame.addr);
+    answer_frame_request(call, wire::driver_done, frame);
+    return true;
+}
+
+void Session::get(std::shared_ptr<Call> call)
+{
+    const int32_t timeout = frame_timeout(*call);
+    if (timeout < -1)
+        return call->fail(EINVAL);
+    asked_ = true;
+    disarm(stall_timer_);
+    if (takers_.empty() && deliver(*call))
+        return tell_readable();
+    if (state_ == State::stopped)
+        return answer_without_frame(*call, wire::driver_failure);
+    takers_.add(std::move(call), timeout);
+}
+
+void Session::serve_takers()
+{
+    while (!takers_.empty() && !shown_.empty())
+        deliver(*takers_.take());
+    tell_readable();
+}
+
+void Session::release(Call &call)
+{
+    const auto frame = call.record<wire::frame_return_record>().frame;
+    if (taken_.erase(frame.addr) != 0)
+        worker_->release(frame.addr);
+    else if (frame.kind != ORKA_FRAME_TYPE_LAST || frame.addr != base_)
+        return call.fail(EINVAL);
+    call.reply();
+}
+
+void Session::wait(std::shared_ptr<Call> call)
+{
+    const int32_t timeout = call->record<wire::wait_record>().timeout;
+    if (timeout < -1 || state_ == State::set_up || state_ == State::ready)
+        return call->fail(EINVAL);
+    if (finished_ || state_ == State::stopped)
+        return answer_wait(*call, wire::driver_done);
+    finishers_.add(std::move(call), timeout);
+}
+
+void Session::tell_readable()
+{
+    if (readable() != std::exchange(was_readable_, readable()))
+        readable_changed_();
+}
+
+/* From decoded to shown. */
+
+void Session::collect()
+{
+    const Progress progress = worker_->collect();
+    for (const std::string &line : progress.log)
+        machine_.log(label_ + ": " + line);
+    for (const uint32_t address : progress.consumed)
+        input_.free(address);
+    decoded_.insert(decoded_.end(), progress.frames.begin(), progress.frames.end());
+    serve_fillers();
+    present();
+}
+
+bool Session::is_due(const orka_idecode_frame_t &frame)
+{
+    if (!machine_.options.real_time || is_hurried())
+        return true;
+    const uint32_t tsms = frame.kind == ORKA_FRAME_TYPE_LAST ? shown_until_ : frame.tsms;
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point due = machine_.presentation.due(tsms, now);
+    if (due <= now)
+        return true;
+    due_timer_ = machine_.reactor.at(due, [this] {
+        due_timer_.reset();
+        present();
+    });
+    return false;
+}
+
+void Session::present()
+{
+    disarm(due_timer_);
+    while (is_moving(state_) && !decoded_.empty() && is_due(decoded_.front())) {
+        show(decoded_.front());
+        decoded_.pop_front();
+    }
+    serve_takers();
+    relieve();
+}
+
+void Session::show(orka_idecode_frame_t frame)
+{
+    if (frame.kind == ORKA_FRAME_TYPE_LAST) {
+        frame.addr = base_;
+        frame.tsms = shown_until_;
+        finish();
+    } else if (is_hurried() && !(frame.flags & frame_key)) {
+        return drop(frame);
+    } else {
+        shown_tsms_ = frame.tsms;
+        shown_until_ = frame.tsms + frame.duration;
+    }
+    frame.number = shown_number_++;
+    shown_.push_back(frame);
+}
+
+void Session::finish()
+{
+    finished_ = true;
+    finishers_.answer_all(wire::driver_done);
+}
+
+void Session::drop_shown()
+{
+    std::erase_if(shown_, [this](const orka_idecode_frame_t &frame) {
+        drop(frame);
+        return frame.kind != ORKA_FRAME_TYPE_LAST;
+    });
+    tell_readable();
+}
+
+/* Makes room where nobody takes what was shown. */
+void Session::relieve()
+{
+    if (asked_ || !is_moving(state_) || !worker_->is_stalled())
+        return disarm(stall_timer_);
+    const auto until = Clock::now() + (machine_.options.real_time ? real_time_patience : patience);
+    if (!unwatched_ && !stall_timer_)
+        stall_timer_ = machine_.reactor.at(until, [this] { lose_patience(); });
+    if (unwatched_)
+        drop_shown();
+}
+
+void Session::lose_patience()
+{
+    stall_timer_.reset();
+    unwatched_ = worker_->is_stalled();
+    if (unwatched_)
+        machine_.log(
+            "nobody asks for the decoded frames: they are dropped from here on, until somebody does");
+    relieve();
+}
+
+} // namespace orka::board

@@ -1,0 +1,147 @@
+/*
+ * A decoder that is set up: its range of physical memory, its frames on their way in and out, and who waits
+ * for them.
+ *
+ *     handed out -> committed -> (worker) -> decoded -> shown -> taken -> released
+ *     '-------- input part ---------'        '----------- output part ----------'
+ *
+ * Shown is what a program can take. In real time a frame is shown when it is due; as fast as possible, when
+ * it is decoded. While nobody has ever asked for a frame, the decoder stalls with its output full, and if
+ * that lasts, takes what was shown as seen: a program that takes nothing still plays. Once somebody asked,
+ * nothing is dropped.
+ */
+#ifndef ORKA_BOARD_SESSION_H
+#define ORKA_BOARD_SESSION_H
+
+#include <deque>
+#include <set>
+
+#include "drivers/waiting.h"
+#include "drivers/worker.h"
+
+namespace orka::board {
+
+enum class State : uint8_t { set_up, ready, playing, paused, rewinding, forwarding, stopped };
+
+/* Frames come out; not while paused. */
+constexpr bool is_moving(State state)
+{
+    return state == State::playing || state == State::rewinding || state == State::forwarding;
+}
+
+constexpr bool is_started(State state)
+{
+    return is_moving(state) || state == State::paused;
+}
+
+/* How a session is made. */
+struct SessionPlan {
+    State first = State::ready;
+    uint32_t kind = 0; /* of its frames */
+    std::string label; /* begins its lines in the log */
+    uint32_t bufsize = 0;
+    uint32_t bufcount = 0;
+    uint32_t maxframe = 0;
+    uint64_t output = 0; /* bytes */
+    std::unique_ptr<CodecStream> stream;
+    std::function<void()> readable_changed;
+};
+
+class Session : public std::enable_shared_from_this<Session> {
+  public:
+    /*
+     * How long the output stays full before what nobody takes is taken as seen: a program may feed for a
+     * while before it takes, but at the clip's own pace a pause is noticed.
+     */
+    static constexpr std::chrono::milliseconds patience{2000};
+    static constexpr std::chrono::milliseconds real_time_patience{500};
+
+    /* Null when there is no memory for its queue. */
+    static std::shared_ptr<Session> create(Machine &machine, SessionPlan plan);
+    ~Session();
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+
+    State state() const { return state_; }
+    void enter(State next);
+    void flush();
+    /* Wakes whoever waits; the session does nothing any more. */
+    void close();
+
+    void queue(Call &call);
+    void new_frame(std::shared_ptr<Call> call);
+    void commit(Call &call);
+    void get(std::shared_ptr<Call> call);
+    void release(Call &call);
+    void wait(std::shared_ptr<Call> call);
+
+    bool readable() const { return !shown_.empty(); }
+    uint32_t shown_tsms() const { return shown_tsms_; }
+    void reset_shown_tsms() { shown_tsms_ = 0; }
+
+  private:
+    Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length);
+    void start_worker(std::unique_ptr<CodecStream> stream, uint32_t input);
+
+    bool has_room() const;
+    void hand_out(Call &call);
+    void serve_fillers();
+    bool deliver(Call &call);
+    void serve_takers();
+    int check(const orka_idecode_frame_t &frame) const;
+
+    void collect();
+    void begin_stream();
+    void keep_time(State before);
+    bool is_hurried() const { return state_ == State::rewinding || state_ == State::forwarding; }
+    void present();
+    bool is_due(const orka_idecode_frame_t &frame);
+    void show(orka_idecode_frame_t frame);
+    void finish();
+    void relieve();
+    void lose_patience();
+    void drop_shown();
+    void drop_everything();
+    void drop(const orka_idecode_frame_t &frame);
+    void tell_readable();
+    void disarm(std::optional<Reactor::TimerId> &timer);
+
+    Machine &machine_;
+    const uint32_t kind_;
+    const std::string label_;
+    const uint32_t base_;
+    const uint32_t length_;
+    const uint32_t bufcount_;
+    const uint32_t maxframe_;
+    const std::function<void()> readable_changed_;
+    State state_;
+
+    BufferSpace input_;
+    std::set<uint32_t> handed_out_;
+    uint32_t handed_number_ = 0;
+    bool ended_ = false; /* LAST was committed */
+
+    std::deque<orka_idecode_frame_t> decoded_;
+    std::deque<orka_idecode_frame_t> shown_;
+    std::set<uint32_t> taken_;
+    uint32_t shown_number_ = 0;
+    uint32_t shown_tsms_ = 0;
+    uint32_t shown_until_ = 0; /* the end of the last shown frame */
+    bool finished_ = false;    /* LAST was shown */
+    bool was_readable_ = false;
+    bool left_time_line_ = false; /* by rewind or fast-forward */
+
+    bool asked_ = false;     /* somebody takes frames */
+    bool unwatched_ = false; /* nobody does */
+    std::optional<Reactor::TimerId> stall_timer_;
+    std::optional<Reactor::TimerId> due_timer_;
+
+    Waiting fillers_;
+    Waiting takers_;
+    Waiting finishers_;
+    std::unique_ptr<Worker> worker_; /* ends first */
+};
+
+} // namespace orka::board
+
+#endif

@@ -1,0 +1,25 @@
+/* The codec images that the DSP can load, and what each of them decodes. */
+#ifndef ORKA_BOARD_DSP_IMAGES_H
+#define ORKA_BOARD_DSP_IMAGES_H
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace orka::board {
+
+struct CodecImage {
+    std::string_view name;
+    std::span<const uint32_t> video; /* codec numbers that it decodes */
+    std::span<const uint32_t> audio;
+
+    bool decodes_video(uint32_t codec) const;
+    bool decodes_audio(uint32_t codec) const;
+};
+
+/* Null for a name that is no image's. */
+const CodecImage *find_image(std::string_view name);
+
+} // namespace orka::board
+
+#endif

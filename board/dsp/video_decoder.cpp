@@ -1,0 +1,217 @@
+#include "dsp/codec.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <stdexcept>
+
+#include "dsp/stream.h"
+#include "dsp/uyvy.h"
+
+namespace orka::board {
+
+namespace {
+
+constexpr uint32_t largest_side = 4096;
+/* For streams that tell neither time stamps nor a rate. */
+constexpr uint32_t usual_duration = 40;
+
+/* ---- Codec numbers ---- */
+
+/* A start code 00 00 01 is MPEG-4's; H.263 begins its pictures with 00 00 and the bits 100000. */
+AVCodecID tell_mpeg4_from_h263(Bytes data)
+{
+    for (size_t at = 0; at + 2 < data.size(); at++) {
+        if (data[at] != 0 || data[at + 1] != 0)
+            continue;
+        if (data[at + 2] == 1)
+            return AV_CODEC_ID_MPEG4;
+        if ((data[at + 2] & 0xFC) == 0x80)
+            return AV_CODEC_ID_H263;
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+AVCodecID choose_mpeg4_or_h263(Bytes header, Bytes packet)
+{
+    const AVCodecID told = tell_mpeg4_from_h263(header);
+    return told != AV_CODEC_ID_NONE ? told : tell_mpeg4_from_h263(packet);
+}
+
+/* The advanced profile's header holds a sequence start code, the others' is a few bits without one. */
+AVCodecID choose_wmv9(Bytes header, Bytes packet)
+{
+    constexpr uint8_t sequence[] = {0, 0, 1, 0x0F};
+    if (std::search(header.begin(), header.end(), std::begin(sequence), std::end(sequence)) != header.end())
+        return AV_CODEC_ID_VC1;
+    return header.empty() && packet.empty() ? AV_CODEC_ID_NONE : AV_CODEC_ID_WMV3;
+}
+
+template <AVCodecID codec>
+AVCodecID choose(Bytes, Bytes)
+{
+    return codec;
+}
+
+struct VideoCodec {
+    uint32_t number;
+    AVCodecID (*choose)(Bytes header, Bytes packet);
+    bool needs_size = false; /* its bitstream does not tell it */
+    AVPixelFormat raw = AV_PIX_FMT_NONE;
+};
+
+constexpr auto codecs = std::to_array<VideoCodec>({
+    {1, choose_mpeg4_or_h263},
+    {4, choose<AV_CODEC_ID_MSMPEG4V3>, true},
+    {5, choose_wmv9, true},
+    {6, choose<AV_CODEC_ID_H264>},
+    {7, choose<AV_CODEC_ID_MPEG1VIDEO>},
+    {8, choose<AV_CODEC_ID_MPEG2VIDEO>},
+    {15, choose<AV_CODEC_ID_WMV2>, true},
+    {16, choose<AV_CODEC_ID_WMV1>, true},
+    {256, choose<AV_CODEC_ID_RAWVIDEO>, true, AV_PIX_FMT_UYVY422},
+    {257, choose<AV_CODEC_ID_RAWVIDEO>, true, AV_PIX_FMT_RGB24},
+});
+
+const char *why_refused(uint32_t number)
+{
+    switch (number) {
+    case 0:
+        return "video codec 0 is no video: there is nothing to decode";
+    case 9:
+        return "video codec 9 (MJPEG): no image decodes it";
+    case 10:
+        return "video codec 10 (JPEG): no image decodes it";
+    default:
+        return nullptr;
+    }
+}
+
+/* An empty text where the setup can be served. */
+std::string objection(const VideoCodec &codec, const orka_idecode_video_params_t &params)
+{
+    const std::string size = std::to_string(params.width) + "x" + std::to_string(params.height);
+    const std::string subject = "video codec " + std::to_string(codec.number) + ": ";
+    if (params.width > largest_side || params.height > largest_side)
+        return subject + "pictures of " + size + " are too large";
+    if (codec.needs_size && (params.width == 0 || params.height == 0))
+        return subject + "the size of its pictures must be set up, and " + size + " is none";
+    return {};
+}
+
+/* ---- Pictures ---- */
+
+class DecodedPicture : public Picture {
+  public:
+    DecodedPicture(av::Frame frame, uint32_t tsms, std::shared_ptr<UyvyConverter> converter)
+        : frame_(std::move(frame)), tsms_(tsms), converter_(std::move(converter))
+    {
+    }
+
+    int width() const override { return frame_->width; }
+    int height() const override { return frame_->height; }
+    uint32_t tsms() const override { return tsms_; }
+    uint32_t duration() const override { return static_cast<uint32_t>(frame_->pkt_duration); }
+    bool key() const override { return frame_->key_frame != 0; }
+    bool damaged() const override { return is_damaged(*frame_); }
+
+    void write_uyvy(std::span<uint8_t> out) const override
+    {
+        if (out.size() < size())
+            throw std::length_error("no room for a picture");
+        converter_->write(*frame_, out);
+    }
+
+  private:
+    av::Frame frame_;
+    uint32_t tsms_;
+    std::shared_ptr<UyvyConverter> converter_;
+};
+
+/* ---- The decoder ---- */
+
+void configure(AVCodecContext &context, int width, int height, AVPixelFormat raw)
+{
+    context.width = width;
+    context.height = height;
+    context.pix_fmt = raw;
+    /* Holds pictures back for as long as an H.264 stream that does not tell its order may need, instead of
+       losing the first one that comes out of order. */
+    if (context.codec_id == AV_CODEC_ID_H264)
+        context.strict_std_compliance = FF_COMPLIANCE_STRICT;
+}
+
+class AvVideoDecoder : public VideoDecoder {
+  public:
+    AvVideoDecoder(const VideoCodec &codec, int width, int height)
+        : stream_(codec.choose,
+                  [=](AVCodecContext &context) { configure(context, width, height, codec.raw); }),
+          converter_(std::make_shared<UyvyConverter>())
+    {
+    }
+
+    bool header(std::span<const uint8_t> data) override { return stream_.header(data); }
+    bool decode(const Packet &packet, const PictureSink &sink) override
+    {
+        return stream_.decode(packet, pictures(sink));
+    }
+    bool drain(const PictureSink &sink) override { return stream_.drain(pictures(sink)); }
+    void flush() override
+    {
+        stream_.flush();
+        expected_tsms_ = 0;
+    }
+    const std::string &error() const override { return stream_.error(); }
+
+  private:
+    Stream::FrameSink pictures(const PictureSink &sink)
+    {
+        return [this, &sink](av::Frame frame) {
+            const uint32_t tsms = time_of(*frame);
+            sink(std::make_unique<DecodedPicture>(std::move(frame), tsms, converter_));
+        };
+    }
+
+    /* A picture without a time stamp follows on the one before. */
+    uint32_t time_of(const AVFrame &frame)
+    {
+        const int64_t told = frame.best_effort_timestamp;
+        const uint32_t tsms = told == AV_NOPTS_VALUE ? expected_tsms_ : static_cast<uint32_t>(told);
+        expected_tsms_ = tsms + duration_of(frame);
+        return tsms;
+    }
+
+    uint32_t duration_of(const AVFrame &frame) const
+    {
+        if (frame.pkt_duration > 0)
+            return static_cast<uint32_t>(frame.pkt_duration);
+        const AVRational rate = stream_.context()->framerate;
+        return rate.num > 0 && rate.den > 0 ? static_cast<uint32_t>(std::lround(1000 / av_q2d(rate)))
+                                            : usual_duration;
+    }
+
+    Stream stream_;
+    std::shared_ptr<UyvyConverter> converter_;
+    uint32_t expected_tsms_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<VideoDecoder> VideoDecoder::create(const orka_idecode_video_params_t &params,
+                                                   std::string &why)
+{
+    const auto codec = std::ranges::find(codecs, params.codec, &VideoCodec::number);
+    if (codec == codecs.end()) {
+        const char *known = why_refused(params.codec);
+        why = known != nullptr ? known : "video codec " + std::to_string(params.codec) + " is unknown";
+        return nullptr;
+    }
+    why = objection(*codec, params);
+    if (!why.empty())
+        return nullptr;
+    return std::make_unique<AvVideoDecoder>(*codec, static_cast<int>(params.width),
+                                            static_cast<int>(params.height));
+}
+
+} // namespace orka::board

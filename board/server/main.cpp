@@ -1,0 +1,17 @@
+#include "server/launcher.h"
+
+int main(int argc, char **argv)
+{
+    using namespace orka::board;
+    const Command command = parse_command_line(argc, argv);
+
+    switch (command.action) {
+    case Action::run:
+        return run_program(command);
+    case Action::serve:
+        return serve_board(command);
+    case Action::nothing:
+        break;
+    }
+    return command.status;
+}

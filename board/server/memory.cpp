@@ -1,0 +1,94 @@
+#include "server/memory.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace orka::board {
+
+namespace {
+
+constexpr uint32_t mebibyte = 1024 * 1024;
+
+/* Below it nothing is given out: the DSP's own window lies there, and no address is ever within page 0. */
+constexpr uint32_t imem_base = mebibyte;
+
+constexpr uint32_t queues_base(uint32_t size)
+{
+    return size / 8 * 3;
+}
+
+int sealed_memory(uint32_t bytes)
+{
+    const int fd = memfd_create("orka-board", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (fd >= 0 && ftruncate(fd, bytes) == 0 &&
+        fcntl(fd, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) == 0)
+        return fd;
+    const int error = errno;
+    if (fd >= 0)
+        close(fd);
+    throw std::system_error(error, std::generic_category(), "making the board's memory");
+}
+
+} // namespace
+
+RangeAllocator::RangeAllocator(uint32_t base, uint32_t length) : base_(base), length_(length) {}
+
+std::optional<uint32_t> RangeAllocator::allocate(uint64_t bytes)
+{
+    if (bytes == 0 || bytes > length_)
+        return std::nullopt;
+    const auto length = static_cast<uint32_t>((bytes + page_size - 1) / page_size * page_size);
+    uint32_t start = base_;
+    for (const auto &[address, taken] : blocks_) {
+        if (address - start >= length)
+            break;
+        start = address + taken;
+    }
+    if (base_ + length_ - start < length)
+        return std::nullopt;
+    blocks_[start] = length;
+    return start;
+}
+
+bool RangeAllocator::free(uint32_t address)
+{
+    return blocks_.erase(address) == 1;
+}
+
+void RangeAllocator::reset()
+{
+    blocks_.clear();
+}
+
+Memory::Memory(uint32_t bytes)
+    : fd_(sealed_memory(bytes)), size_(bytes), imem_(imem_base, queues_base(bytes) - imem_base),
+      /* The last page stays free: what overruns the last queue leaves physical memory, and is noticed. */
+      queues_(queues_base(bytes), bytes - queues_base(bytes) - page_size)
+{
+    void *const mapped = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
+    if (mapped == MAP_FAILED) {
+        const int error = errno;
+        close(fd_);
+        throw std::system_error(error, std::generic_category(), "mapping the board's memory");
+    }
+    base_ = static_cast<uint8_t *>(mapped);
+}
+
+Memory::~Memory()
+{
+    munmap(base_, size_);
+    close(fd_);
+}
+
+std::span<uint8_t> Memory::at(uint32_t address, uint32_t length) const
+{
+    if (address > size_ || length > size_ - address)
+        return {};
+    return {base_ + address, length};
+}
+
+} // namespace orka::board

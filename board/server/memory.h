@@ -1,0 +1,55 @@
+/* The board's physical memory: one sealed memfd whose file offset is the physical address. */
+#ifndef ORKA_BOARD_SERVER_MEMORY_H
+#define ORKA_BOARD_SERVER_MEMORY_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+
+namespace orka::board {
+
+constexpr uint32_t page_size = 4096;
+
+/* First fit, whole pages, over one range of physical addresses. */
+class RangeAllocator {
+  public:
+    RangeAllocator(uint32_t base, uint32_t length);
+    std::optional<uint32_t> allocate(uint64_t bytes); /* nothing for 0 bytes or when full */
+    bool free(uint32_t address);                      /* false for an address that it never gave */
+    void reset();
+    const std::map<uint32_t, uint32_t> &blocks() const { return blocks_; } /* address to length */
+
+  private:
+    uint32_t base_;
+    uint32_t length_;
+    std::map<uint32_t, uint32_t> blocks_;
+};
+
+class Memory {
+  public:
+    /* bytes: a multiple of 1 MiB. Throws std::system_error. */
+    explicit Memory(uint32_t bytes);
+    ~Memory();
+    Memory(const Memory &) = delete;
+    Memory &operator=(const Memory &) = delete;
+
+    int fd() const { return fd_; }
+    uint32_t size() const { return size_; }
+    /* An empty span where the range is not all inside. */
+    std::span<uint8_t> at(uint32_t address, uint32_t length) const;
+
+    RangeAllocator &imem() { return imem_; }     /* what /dev/imanage gives out */
+    RangeAllocator &queues() { return queues_; } /* the drivers' own carve-out, for their queues */
+
+  private:
+    int fd_ = -1;
+    uint32_t size_ = 0;
+    uint8_t *base_ = nullptr;
+    RangeAllocator imem_;
+    RangeAllocator queues_;
+};
+
+} // namespace orka::board
+
+#endif

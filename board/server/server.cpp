@@ -1,0 +1,280 @@
+#include "server/server.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace orka::board {
+
+namespace {
+
+constexpr int backlog = 64;
+constexpr auto crowded_pause = std::chrono::milliseconds(100);
+
+std::system_error failure(int error, const std::string &what)
+{
+    return {error, std::generic_category(), what};
+}
+
+sockaddr_un address_of(const std::string &path)
+{
+    sockaddr_un address{.sun_family = AF_UNIX};
+    if (path.size() >= sizeof address.sun_path)
+        throw failure(ENAMETOOLONG, "the board's socket " + path);
+    memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+}
+
+/* True for a socket that nobody listens on any more. */
+bool left_behind(const sockaddr_un &address)
+{
+    struct stat status {};
+    if (lstat(address.sun_path, &status) != 0 || !S_ISSOCK(status.st_mode))
+        return false;
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    const bool dead = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 &&
+                      errno == ECONNREFUSED;
+    close(fd);
+    return dead;
+}
+
+std::string process_name(int32_t process)
+{
+    std::string name;
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::getline(file, name);
+    return name;
+}
+
+} // namespace
+
+int listen_at(const std::string &path)
+{
+    const sockaddr_un address = address_of(path);
+    if (left_behind(address))
+        unlink(path.c_str());
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        throw failure(errno, "socket");
+    const mode_t mask = umask(0177);
+    const bool listening = bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+                           listen(fd, backlog) == 0;
+    const int error = errno;
+    umask(mask);
+    if (listening)
+        return fd;
+    close(fd);
+    throw failure(error, "the board's socket " + path);
+}
+
+Server::Server(Machine &machine, int listener, Trace *trace)
+    : machine_(machine), listener_(listener), trace_(trace)
+{
+    machine_.reactor.watch(listener_, EPOLLIN, [this](uint32_t) { accept_client(); });
+}
+
+Server::~Server()
+{
+    machine_.reactor.unwatch(listener_);
+    close(listener_);
+    for (const auto &[fd, connection] : connections_)
+        machine_.reactor.unwatch(fd);
+    connections_.clear();
+    while (!files_.empty())
+        last_close(files_.begin()->second);
+}
+
+void Server::attach(wire::node node, std::unique_ptr<Driver> driver)
+{
+    drivers_[node] = std::move(driver);
+}
+
+Driver *Server::driver(wire::node node) const
+{
+    const auto found = drivers_.find(node);
+    return found == drivers_.end() ? nullptr : found->second.get();
+}
+
+std::shared_ptr<DeviceFile> Server::find(uint32_t number) const
+{
+    const auto found = files_.find(number);
+    return found == files_.end() ? nullptr : found->second;
+}
+
+protocol::machine Server::machine() const
+{
+    struct stat status {};
+    fstat(machine_.memory.fd(), &status);
+    return {.memory_inode = status.st_ino,
+            .memory_major = major(status.st_dev),
+            .memory_minor = minor(status.st_dev)};
+}
+
+void Server::refused_mapping(const Client &client, const protocol::range &range)
+{
+    char text[128];
+    snprintf(text, sizeof text,
+             "mem: refused to map %llu bytes at 0x%08llx for process %d: physical memory ends at 0x%08x",
+             static_cast<unsigned long long>(range.length), static_cast<unsigned long long>(range.offset),
+             client.process, machine_.memory.size());
+    machine_.log(text);
+}
+
+void Server::accept_client()
+{
+    Client client;
+    const int fd = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+
+    if (fd < 0) {
+        if (errno == EMFILE || errno == ENFILE)
+            pause_accepting();
+        return;
+    }
+    if (trusted(fd, client))
+        add_connection(fd, std::move(client));
+    else
+        close(fd);
+}
+
+/* Those who wait stay in the backlog until somebody else is gone. */
+void Server::pause_accepting()
+{
+    if (!std::exchange(crowded_, true))
+        machine_.log("no descriptors left for more clients: they wait");
+    machine_.reactor.unwatch(listener_);
+    machine_.reactor.at(Clock::now() + crowded_pause, [this] {
+        machine_.reactor.watch(listener_, EPOLLIN, [this](uint32_t) { accept_client(); });
+    });
+}
+
+bool Server::trusted(int fd, Client &client)
+{
+    ucred peer{};
+    socklen_t length = sizeof peer;
+
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)
+        return false;
+    if (peer.uid != geteuid()) {
+        machine_.log("refused a program of user " + std::to_string(peer.uid));
+        return false;
+    }
+    client = {.process = peer.pid, .name = process_name(peer.pid)};
+    return true;
+}
+
+void Server::add_connection(int fd, Client client)
+{
+    auto connection = std::make_unique<Connection>(*this, fd, std::move(client));
+    Connection *const added = connection.get();
+    connections_[fd] = std::move(connection);
+    machine_.reactor.watch(fd, EPOLLIN, [this, fd, added](uint32_t) {
+        if (added->receive())
+            return;
+        machine_.reactor.unwatch(fd);
+        connections_.erase(fd);
+    });
+}
+
+int Server::open(const Client &client, uint32_t node, uint32_t flags)
+{
+    const auto wanted = static_cast<wire::node>(node);
+    int fd = -ENXIO;
+    if ((flags & O_ACCMODE) == O_ACCMODE)
+        fd = -EINVAL;
+    else if (wanted == wire::node::mem)
+        fd = open_memory(flags);
+    else if (node <= static_cast<uint32_t>(wire::node::irender))
+        fd = open_file(client, wanted, flags);
+    if (trace_)
+        trace_->opened(client, wanted, flags, fd < 0 ? -fd : 0);
+    return fd;
+}
+
+/* Opened anew for each: the access mode asked for is the one that the kernel then enforces. */
+int Server::open_memory(uint32_t flags) const
+{
+    const std::string path = "/proc/self/fd/" + std::to_string(machine_.memory.fd());
+    const int fd = ::open(path.c_str(), static_cast<int>(flags & (O_ACCMODE | O_NONBLOCK)) | O_CLOEXEC);
+    return fd < 0 ? -errno : fd;
+}
+
+int Server::open_file(const Client &client, wire::node node, uint32_t flags)
+{
+    try {
+        int reader = -1;
+        auto file = std::make_shared<DeviceFile>(node, client, (flags & O_NONBLOCK) != 0, reader);
+        files_[file->number()] = file;
+        machine_.reactor.watch(file->writer(), 0, [this, key = file->number()](uint32_t) {
+            if (const std::shared_ptr<DeviceFile> closed = find(key))
+                last_close(closed);
+        });
+        if (Driver *const serves = driver(node))
+            serves->opened(*file);
+        return reader;
+    } catch (const std::system_error &error) {
+        return -error.code().value();
+    }
+}
+
+void Server::last_close(std::shared_ptr<DeviceFile> file)
+{
+    machine_.reactor.unwatch(file->writer());
+    files_.erase(file->number());
+    if (file->busy())
+        closing_[file->number()] = std::move(file);
+    else
+        release(file);
+}
+
+void Server::release(const std::shared_ptr<DeviceFile> &file)
+{
+    if (trace_)
+        trace_->closed(*file);
+    if (Driver *const served = driver(file->node()))
+        served->closed(*file);
+}
+
+/* Not at once: the driver that answers may be in the midst of its own lists. */
+void Server::call_over(const std::shared_ptr<DeviceFile> &file)
+{
+    const auto found = closing_.find(file->number());
+    if (file->busy() || found == closing_.end() || found->second != file)
+        return;
+    closing_.erase(found);
+    machine_.reactor.post([this, file] { release(file); });
+}
+
+void Server::refused(const Client &client, const DeviceFile &file, uint32_t number, int error)
+{
+    if (trace_)
+        trace_->refused(client, file.node(), number, error);
+}
+
+void Server::call_answered(const PendingCall &call, int error, std::span<const uint8_t> out)
+{
+    if (trace_)
+        trace_->answered(call, error, out);
+    call_over(call.device_file());
+}
+
+void Server::call_abandoned(const PendingCall &call)
+{
+    if (trace_)
+        trace_->abandoned(call);
+    call_over(call.device_file());
+}
+
+} // namespace orka::board

@@ -1,0 +1,93 @@
+/*
+ * IMEM: physical memory that the application, the drivers and the DSP share.
+ *
+ * Virtual addresses are pointers, physical ones are 32-bit words. Every mapping made here lies below 4 GiB,
+ * so that a virtual address fits into the 32-bit address words of queues and frames, whatever the width of a
+ * pointer.
+ *
+ * Failures are reported on standard error. Three faults end the process with exit status 1: a page size that
+ * cannot be obtained or exceeds 4096 bytes, an address within page 0, and with the latter every mapping that
+ * fails, for it counts as one at address 0. A NULL for an argument marked "asserted" aborts the process, in
+ * every build.
+ *
+ * All functions may be called from any thread.
+ */
+#ifndef ORKA_IMEM_H
+#define ORKA_IMEM_H
+
+#include <stdint.h>
+
+#include "orka_status.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* Where a block of memory comes from. */
+typedef int32_t orka_imem_method_t;
+enum { ORKA_IMEM_METHOD_DEFAULT = 0, ORKA_IMEM_METHOD_MALLOC = 1, ORKA_IMEM_METHOD_IMEM = 2 };
+
+/* "DEFAULT", "MALLOC" or "IMEM"; "UNKOWN", so spelt, for any other value. The text belongs to the library. */
+const char *orka_imem_method_string(orka_imem_method_t method);
+
+/*
+ * Translation between the two views of one mapped range, given where the range begins in each. Pure
+ * arithmetic: nothing is looked up and nothing checked but the first argument, which is asserted not to be 0.
+ */
+uint32_t orka_imem_v2p(void *vaddr, void *vbase, uint32_t pbase);
+void *orka_imem_p2v(uint32_t paddr, uint32_t pbase, void *vbase);
+
+/*
+ * Takes all blocks back that the manager has given out, to whomever. Mappings are left alone.
+ * ORKA_STATUS_IO without the manager's node, ORKA_STATUS_ERROR when the manager refuses.
+ */
+orka_status_t orka_imem_reset(void);
+
+/*
+ * Loads a codec image onto the DSP by its name (asserted; at most 32 characters), such as
+ * orka_idecode_get_codec_name returns.
+ * ORKA_STATUS_IO without the manager's node, ORKA_STATUS_ERROR when the manager refuses.
+ */
+orka_status_t orka_imem_load_dsp_codec(const char *codec_name);
+
+/*
+ * Maps physical memory for read and write and returns the virtual address of paddr (asserted not to be 0),
+ * which need not begin a page. The caller unmaps it with the same length. NULL without the node of physical
+ * memory.
+ */
+void *orka_imem_mmap(uint32_t paddr, uint32_t length);
+
+/*
+ * Undoes orka_imem_mmap; vaddr is asserted.
+ * ORKA_STATUS_IO without the node of physical memory, ORKA_STATUS_ERROR when the system refuses.
+ */
+orka_status_t orka_imem_munmap(void *vaddr, uint32_t length);
+
+/*
+ * Allocates a block of physically contiguous memory and maps it. The block belongs to the caller, until
+ * orka_imem_free or orka_imem_reset; it outlives the process.
+ * NULL on any failure. A block that was allocated but could not be mapped or listed is not given back.
+ */
+void *orka_imem_alloc(uint32_t size);
+
+/*
+ * Writes a mapped range back to memory and waits until that is done; address must begin a page.
+ * ORKA_STATUS_CRUNTIME when the system refuses.
+ */
+orka_status_t orka_imem_msync(void *address, uint32_t length);
+
+/*
+ * Unmaps and frees a block; vaddr (asserted) is what orka_imem_alloc returned. Once found, the block is
+ * forgotten, whatever fails then. ORKA_STATUS_INVALID_PARAMETER for any other address or a block freed
+ * before, ORKA_STATUS_IO without the manager's node or when the manager refuses, ORKA_STATUS_CRUNTIME when
+ * unmapping alone failed, ORKA_STATUS_INITIALIZATION when the record of the block was damaged.
+ */
+orka_status_t orka_imem_free(void *vaddr);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

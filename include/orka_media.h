@@ -1,0 +1,186 @@
+/*
+ * The catalogue of media types: their numbers and names, descriptors of a stream, codec numbers, and which
+ * codec framework a codec image holds.
+ *
+ * Constant tables and plain look-ups: every function may be called from any thread, every text that is
+ * returned belongs to the library. A NULL for an argument marked "asserted" aborts the process, in every
+ * build.
+ */
+#ifndef ORKA_MEDIA_H
+#define ORKA_MEDIA_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include "orka_status.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* What a frame holds; LAST ends a stream. */
+typedef int32_t orka_frame_type_t;
+enum {
+    ORKA_FRAME_TYPE_ERROR = -1,
+    ORKA_FRAME_TYPE_NONE = 0,
+    ORKA_FRAME_TYPE_AUDIO = 1,
+    ORKA_FRAME_TYPE_VIDEO = 2,
+    ORKA_FRAME_TYPE_SUBTITLE = 3,
+    ORKA_FRAME_TYPE_MOTION_VECTOR = 4,
+    ORKA_FRAME_TYPE_LAST = 5
+};
+
+/*
+ * DETECT and UNKNOWN are one value: DETECT is found by name, and its name is "UNKNOWN". So with the next
+ * two.
+ */
+typedef int32_t orka_audio_type_t;
+enum {
+    ORKA_AUDIO_TYPE_UNKNOWN = -1,
+    ORKA_AUDIO_TYPE_DETECT = -1,
+    ORKA_AUDIO_TYPE_NONE = 0,
+    ORKA_AUDIO_TYPE_AAC = 1,
+    ORKA_AUDIO_TYPE_AC3 = 2,
+    ORKA_AUDIO_TYPE_BSAC = 3,
+    ORKA_AUDIO_TYPE_G711 = 4,
+    ORKA_AUDIO_TYPE_G722 = 5,
+    ORKA_AUDIO_TYPE_G7221 = 6,
+    ORKA_AUDIO_TYPE_G723 = 7,
+    ORKA_AUDIO_TYPE_G726 = 8,
+    ORKA_AUDIO_TYPE_G728 = 9,
+    ORKA_AUDIO_TYPE_G729 = 10,
+    ORKA_AUDIO_TYPE_GSMAMR = 11,
+    ORKA_AUDIO_TYPE_MP1 = 12,
+    ORKA_AUDIO_TYPE_MP2 = 13,
+    ORKA_AUDIO_TYPE_MP3 = 14,
+    ORKA_AUDIO_TYPE_OGG = 15,
+    ORKA_AUDIO_TYPE_PCM = 16,
+    ORKA_AUDIO_TYPE_WMA = 17
+};
+
+typedef int32_t orka_video_type_t;
+enum {
+    ORKA_VIDEO_TYPE_UNKNOWN = -1,
+    ORKA_VIDEO_TYPE_DETECT = -1,
+    ORKA_VIDEO_TYPE_NONE = 0,
+    ORKA_VIDEO_TYPE_DIVX3 = 1,
+    ORKA_VIDEO_TYPE_H263 = 2,
+    ORKA_VIDEO_TYPE_H264 = 3,
+    ORKA_VIDEO_TYPE_MJPEG = 4,
+    ORKA_VIDEO_TYPE_MPEG1 = 5,
+    ORKA_VIDEO_TYPE_MPEG2 = 6,
+    ORKA_VIDEO_TYPE_MPEG4 = 7,
+    ORKA_VIDEO_TYPE_MSMPEG4 = 8,
+    ORKA_VIDEO_TYPE_WMV7 = 9,
+    ORKA_VIDEO_TYPE_WMV8 = 10,
+    ORKA_VIDEO_TYPE_WMV9 = 11,
+    ORKA_VIDEO_TYPE_YUV422 = 12,
+    ORKA_VIDEO_TYPE_RGB888 = 13,
+    ORKA_VIDEO_TYPE_JPEG = 14
+};
+
+typedef int32_t orka_image_type_t;
+enum {
+    ORKA_IMAGE_TYPE_UNKNOWN = -1,
+    ORKA_IMAGE_TYPE_DETECT = -1,
+    ORKA_IMAGE_TYPE_NONE = 0,
+    ORKA_IMAGE_TYPE_BMP = 1,
+    ORKA_IMAGE_TYPE_GIF = 2,
+    ORKA_IMAGE_TYPE_JPEG = 3,
+    ORKA_IMAGE_TYPE_PNG = 4,
+    ORKA_IMAGE_TYPE_TIFF = 5
+};
+
+/* An audio stream: eleven words. valid is 1 once orka_media_audio_desc has filled it. */
+typedef struct orka_audio_desc {
+    uint32_t valid;
+    orka_audio_type_t type; /* kept even where the rest was refused */
+    uint32_t reserved;      /* 0 */
+    uint32_t channels;
+    uint32_t sample_rate; /* Hz */
+    uint32_t bitrate;     /* kbit/s; GSMAMR: bit/s */
+    uint32_t extra0;      /* extra0 to extra4: words that some codecs want */
+    uint32_t extra1;
+    uint32_t extra2;
+    uint32_t extra3;
+    uint32_t extra4;
+} orka_audio_desc_t;
+
+/* A video stream: five words. valid is 1 once orka_media_video_desc has filled it. */
+typedef struct orka_video_desc {
+    uint32_t valid;
+    orka_video_type_t type;
+    uint32_t aux;    /* 0 */
+    uint32_t width;  /* pixels */
+    uint32_t height; /* pixels */
+} orka_video_desc_t;
+
+/* The name of a value, "UNKNOWN" where it has none. */
+const char *orka_media_frame_string(orka_frame_type_t type);
+const char *orka_media_audio_string(orka_audio_type_t type);
+const char *orka_media_video_string(orka_video_type_t type);
+const char *orka_media_image_string(orka_image_type_t type);
+
+/* The value of a name (asserted), whole and in any case; NONE, 0, where no type has that name. */
+orka_audio_type_t orka_media_audio_type(const char *audio_string);
+orka_video_type_t orka_media_video_type(const char *video_string);
+orka_image_type_t orka_media_image_type(const char *image_string);
+
+/*
+ * Lists for a user to read: prefix, the items with separator between them, suffix. Each of the three texts
+ * may be NULL, which leaves it out.
+ */
+void orka_media_audio_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix);
+void orka_media_video_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix);
+void orka_media_image_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix);
+void orka_media_audio_print_valid_samplerates(FILE *stream, const char *prefix, const char *separator,
+                                              const char *suffix);
+void orka_media_audio_print_valid_bitrates(FILE *stream, const char *prefix, const char *separator,
+                                           const char *suffix);
+void orka_media_audio_print_valid_bitrates_per_audio_type(FILE *stream, const char *prefix,
+                                                          const char *separator, const char *suffix);
+
+/* The name of a codec number, "UNKNOWN" where it has none; its type, NONE where it has none. */
+const char *orka_media_audio_string_by_codec(uint32_t codec);
+const char *orka_media_video_string_by_codec(uint32_t codec);
+orka_audio_type_t orka_media_audio_type_by_codec(uint32_t codec);
+orka_video_type_t orka_media_video_type_by_codec(uint32_t codec);
+
+/* The name of a video coding standard, 0 to 7; "UNKNOWN", after a report, for any other number. */
+const char *orka_media_video_coding_standard_string(uint32_t standard);
+
+/*
+ * Fills adesc (asserted) for a type; a sample rate or bitrate of 0 asks for the type's default.
+ * ORKA_STATUS_OUT_OF_RANGE for a rate that the type does not have, ORKA_STATUS_INVALID_PARAMETER for a type
+ * that is none or is G728; both are reported on standard error and leave valid 0, but for a refused bitrate
+ * of GSMAMR, which leaves valid 1 and bitrate 0. PCM computes its bitrate from the sample rate.
+ */
+orka_status_t orka_media_audio_desc(orka_audio_desc_t *adesc, orka_audio_type_t type, uint32_t sample_rate,
+                                    uint32_t bitrate);
+
+/*
+ * Fills vdesc (asserted) for a type; a width of 0 becomes 640 and a height of 0 becomes 480. NONE has no
+ * size. ORKA_STATUS_INVALID_PARAMETER, after a report and with valid 0, for a type that is none.
+ */
+orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t type, uint32_t width,
+                                    uint32_t height);
+
+/*
+ * The codec framework that a codec image holds, by what its name contains: "aac48", "aac", "g7xx_aec",
+ * "g7xx", "mp3", "ogg" or "pcm". The name is asserted, unless the type is PCM, which is always "pcm".
+ */
+const char *orka_media_get_audio_framework(const char *codec_name, orka_audio_type_t audio_type);
+
+/* Likewise "raw", "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv"; the name is asserted. */
+const char *orka_media_get_video_framework(const char *codec_name, orka_video_type_t video_type);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,544 @@
+#include "orka_media.h"
+
+#include <cstring>
+#include <iterator>
+#include <span>
+#include <strings.h>
+
+#include "common/orka_status_internal.h"
+
+static const char pname[] = "ORKA_IMEDIA:";
+static const char unknown[] = "UNKNOWN";
+
+/* Names */
+
+struct type_name {
+    int32_t value;
+    const char *name;
+};
+
+static constexpr type_name framedesc[] = {
+    {ORKA_FRAME_TYPE_ERROR, "ERROR"},       {ORKA_FRAME_TYPE_NONE, "NONE"},
+    {ORKA_FRAME_TYPE_AUDIO, "AUDIO"},       {ORKA_FRAME_TYPE_VIDEO, "VIDEO"},
+    {ORKA_FRAME_TYPE_SUBTITLE, "SUBTITLE"}, {ORKA_FRAME_TYPE_MOTION_VECTOR, "MOTION VECTOR"},
+    {ORKA_FRAME_TYPE_LAST, "LAST"},
+};
+static constexpr size_t framedesc_size = 7;
+static_assert(std::size(framedesc) == framedesc_size);
+
+static constexpr type_name audiodesc[] = {
+    {ORKA_AUDIO_TYPE_UNKNOWN, "UNKNOWN"}, {ORKA_AUDIO_TYPE_DETECT, "DETECT"},
+    {ORKA_AUDIO_TYPE_NONE, "NONE"},       {ORKA_AUDIO_TYPE_AAC, "AAC"},
+    {ORKA_AUDIO_TYPE_AC3, "AC3"},         {ORKA_AUDIO_TYPE_BSAC, "BSAC"},
+    {ORKA_AUDIO_TYPE_G711, "G711"},       {ORKA_AUDIO_TYPE_G722, "G722"},
+    {ORKA_AUDIO_TYPE_G7221, "G7221"},     {ORKA_AUDIO_TYPE_G723, "G723"},
+    {ORKA_AUDIO_TYPE_G726, "G726"},       {ORKA_AUDIO_TYPE_G728, "G728"},
+    {ORKA_AUDIO_TYPE_G729, "G729"},       {ORKA_AUDIO_TYPE_GSMAMR, "GSMAMR"},
+    {ORKA_AUDIO_TYPE_MP1, "MP1"},         {ORKA_AUDIO_TYPE_MP2, "MP2"},
+    {ORKA_AUDIO_TYPE_MP3, "MP3"},         {ORKA_AUDIO_TYPE_OGG, "OGG"},
+    {ORKA_AUDIO_TYPE_PCM, "PCM"},         {ORKA_AUDIO_TYPE_WMA, "WMA"},
+};
+static constexpr size_t audiodesc_size = 20;
+static_assert(std::size(audiodesc) == audiodesc_size);
+
+static constexpr type_name videodesc[] = {
+    {ORKA_VIDEO_TYPE_UNKNOWN, "UNKNOWN"}, {ORKA_VIDEO_TYPE_DETECT, "DETECT"},
+    {ORKA_VIDEO_TYPE_NONE, "NONE"},       {ORKA_VIDEO_TYPE_DIVX3, "DIVX3"},
+    {ORKA_VIDEO_TYPE_H263, "H263"},       {ORKA_VIDEO_TYPE_H264, "H264"},
+    {ORKA_VIDEO_TYPE_MJPEG, "MJPEG"},     {ORKA_VIDEO_TYPE_MPEG1, "MPEG1"},
+    {ORKA_VIDEO_TYPE_MPEG2, "MPEG2"},     {ORKA_VIDEO_TYPE_MPEG4, "MPEG4"},
+    {ORKA_VIDEO_TYPE_MSMPEG4, "MSMPEG4"}, {ORKA_VIDEO_TYPE_WMV7, "WMV7"},
+    {ORKA_VIDEO_TYPE_WMV8, "WMV8"},       {ORKA_VIDEO_TYPE_WMV9, "WMV9"},
+    {ORKA_VIDEO_TYPE_YUV422, "YUV422"},   {ORKA_VIDEO_TYPE_RGB888, "RGB888"},
+    {ORKA_VIDEO_TYPE_JPEG, "JPEG"},
+};
+static constexpr size_t videodesc_size = 17;
+static_assert(std::size(videodesc) == videodesc_size);
+
+static constexpr type_name imagedesc[] = {
+    {ORKA_IMAGE_TYPE_UNKNOWN, "UNKNOWN"}, {ORKA_IMAGE_TYPE_DETECT, "DETECT"}, {ORKA_IMAGE_TYPE_NONE, "NONE"},
+    {ORKA_IMAGE_TYPE_BMP, "BMP"},         {ORKA_IMAGE_TYPE_GIF, "GIF"},       {ORKA_IMAGE_TYPE_JPEG, "JPEG"},
+    {ORKA_IMAGE_TYPE_PNG, "PNG"},         {ORKA_IMAGE_TYPE_TIFF, "TIFF"},
+};
+static constexpr size_t imagedesc_size = 8;
+static_assert(std::size(imagedesc) == imagedesc_size);
+
+using type_names = std::span<const type_name>;
+
+static const char *name_of(type_names rows, int32_t value)
+{
+    for (const type_name &row : rows) {
+        if (row.value == value)
+            return row.name;
+    }
+    return unknown;
+}
+
+static int32_t value_of(type_names rows, const char *name)
+{
+    for (const type_name &row : rows) {
+        if (strcasecmp(row.name, name) == 0)
+            return row.value;
+    }
+    return 0;
+}
+
+const char *orka_media_frame_string(orka_frame_type_t type)
+{
+    return name_of(framedesc, type);
+}
+
+const char *orka_media_audio_string(orka_audio_type_t type)
+{
+    return name_of(audiodesc, type);
+}
+
+const char *orka_media_video_string(orka_video_type_t type)
+{
+    return name_of(videodesc, type);
+}
+
+const char *orka_media_image_string(orka_image_type_t type)
+{
+    return name_of(imagedesc, type);
+}
+
+orka_audio_type_t orka_media_audio_type(const char *audio_string)
+{
+    ORKA_ASSERT_NOT_NULL(audio_string);
+    return value_of(audiodesc, audio_string);
+}
+
+orka_video_type_t orka_media_video_type(const char *video_string)
+{
+    ORKA_ASSERT_NOT_NULL(video_string);
+    return value_of(videodesc, video_string);
+}
+
+orka_image_type_t orka_media_image_type(const char *image_string)
+{
+    ORKA_ASSERT_NOT_NULL(image_string);
+    return value_of(imagedesc, image_string);
+}
+
+/* Rates */
+
+using rate_list = std::span<const uint32_t>;
+
+static constexpr uint32_t mpx_sample_rates[] = {8000,  11025, 12000, 16000, 22050, 24000,
+                                                32000, 44100, 48000, 64000, 88200, 96000};
+static constexpr size_t mpx_sample_rates_size = 12;
+static_assert(std::size(mpx_sample_rates) == mpx_sample_rates_size);
+
+static constexpr uint32_t mpx_bitrates[] = {8,   16,  24,  32,  40,  48,  56,  64,  80, 96,
+                                            112, 128, 144, 160, 192, 224, 256, 320, 384};
+static constexpr size_t mpx_bitrates_size = 19;
+static_assert(std::size(mpx_bitrates) == mpx_bitrates_size);
+
+static constexpr uint32_t gsmamr_bitrates[] = {4750, 5150, 5900, 6700, 7400, 7950, 10200, 12200};
+static constexpr size_t gsmamr_bitrates_size = 8;
+static_assert(std::size(gsmamr_bitrates) == gsmamr_bitrates_size);
+
+struct bitrate_help {
+    orka_audio_type_t type;
+    const char *text;
+};
+
+/* Kept on purpose: help for the reader, which does not agree everywhere with what a descriptor takes. */
+static constexpr bitrate_help audio_bitrates[] = {
+    {ORKA_AUDIO_TYPE_AAC, "ANY"},
+    {ORKA_AUDIO_TYPE_AC3, "ANY"},
+    {ORKA_AUDIO_TYPE_BSAC, "64 128"},
+    {ORKA_AUDIO_TYPE_G711, "64"},
+    {ORKA_AUDIO_TYPE_G722, "48 56 64"},
+    {ORKA_AUDIO_TYPE_G7221, "24 32"},
+    {ORKA_AUDIO_TYPE_G723, "5 6"},
+    {ORKA_AUDIO_TYPE_G726, "16 24 32 40"},
+    {ORKA_AUDIO_TYPE_G728, "8"},
+    {ORKA_AUDIO_TYPE_G729, "8"},
+    {ORKA_AUDIO_TYPE_GSMAMR, "(bits/s) 4750 5150 5900 6700 7400 7950 10200 12200"},
+    {ORKA_AUDIO_TYPE_MP1, "ANY"},
+    {ORKA_AUDIO_TYPE_MP2, "ANY"},
+    {ORKA_AUDIO_TYPE_MP3, "ANY"},
+    {ORKA_AUDIO_TYPE_OGG, "ANY"},
+    {ORKA_AUDIO_TYPE_PCM, "1500"},
+    {ORKA_AUDIO_TYPE_WMA, "ANY"},
+};
+static constexpr size_t audio_bitrates_size = 17;
+static_assert(std::size(audio_bitrates) == audio_bitrates_size);
+
+/* Lists */
+
+static void print_text(FILE *stream, const char *text)
+{
+    if (text != nullptr)
+        fprintf(stream, "%s", text);
+}
+
+template <typename Rows, typename PrintRow>
+static void print_list(FILE *stream, const char *prefix, const char *separator, const char *suffix,
+                       const Rows &rows, PrintRow print_row)
+{
+    const char *between = nullptr;
+
+    print_text(stream, prefix);
+    for (const auto &row : rows) {
+        print_text(stream, between);
+        print_row(row);
+        between = separator;
+    }
+    print_text(stream, suffix);
+}
+
+static void print_names(FILE *stream, const char *prefix, const char *separator, const char *suffix,
+                        type_names rows)
+{
+    print_list(stream, prefix, separator, suffix, rows,
+               [stream](const type_name &row) { print_text(stream, row.name); });
+}
+
+static void print_rates(FILE *stream, const char *prefix, const char *separator, const char *suffix,
+                        rate_list rates)
+{
+    print_list(stream, prefix, separator, suffix, rates,
+               [stream](uint32_t rate) { fprintf(stream, "%u", rate); });
+}
+
+void orka_media_audio_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix)
+{
+    print_names(stream, prefix, separator, suffix, audiodesc);
+}
+
+void orka_media_video_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix)
+{
+    print_names(stream, prefix, separator, suffix, videodesc);
+}
+
+void orka_media_image_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                      const char *suffix)
+{
+    print_names(stream, prefix, separator, suffix, imagedesc);
+}
+
+void orka_media_audio_print_valid_samplerates(FILE *stream, const char *prefix, const char *separator,
+                                              const char *suffix)
+{
+    print_rates(stream, prefix, separator, suffix, mpx_sample_rates);
+}
+
+void orka_media_audio_print_valid_bitrates(FILE *stream, const char *prefix, const char *separator,
+                                           const char *suffix)
+{
+    print_rates(stream, prefix, separator, suffix, mpx_bitrates);
+}
+
+void orka_media_audio_print_valid_bitrates_per_audio_type(FILE *stream, const char *prefix,
+                                                          const char *separator, const char *suffix)
+{
+    print_list(stream, prefix, separator, suffix, audio_bitrates, [stream](const bitrate_help &row) {
+        fprintf(stream, "%s - %s", orka_media_audio_string(row.type), row.text);
+    });
+}
+
+/* Codec numbers */
+
+struct codec_desc {
+    uint32_t codec;
+    int32_t type;
+    const char *name;
+};
+
+static constexpr codec_desc audio_codec_desc[] = {
+    {0, ORKA_AUDIO_TYPE_G726, "G.726 (16kbps)"},
+    {1, ORKA_AUDIO_TYPE_G726, "G.726 (24kbps)"},
+    {2, ORKA_AUDIO_TYPE_G726, "G.726 (32kbps)"},
+    {3, ORKA_AUDIO_TYPE_G726, "G.726 (40kbps)"},
+    {4, ORKA_AUDIO_TYPE_G711, "G.711 (64kbps)"},
+    {5, ORKA_AUDIO_TYPE_NONE, "NO AUDIO"},
+    {6, ORKA_AUDIO_TYPE_PCM, "PCM"},
+    {7, ORKA_AUDIO_TYPE_MP3, "MP3"},
+    {8, ORKA_AUDIO_TYPE_WMA, "WMA V1"},
+    {9, ORKA_AUDIO_TYPE_WMA, "WMA V2"},
+    {10, ORKA_AUDIO_TYPE_AAC, "AAC"},
+    {11, ORKA_AUDIO_TYPE_GSMAMR, "GSMAMR"},
+    {12, ORKA_AUDIO_TYPE_G723, "G.723"},
+    {13, ORKA_AUDIO_TYPE_MP2, "MP2"},
+    {14, ORKA_AUDIO_TYPE_OGG, "OGG"},
+    {19, ORKA_AUDIO_TYPE_AC3, "AC3"},
+    {20, ORKA_AUDIO_TYPE_G726, "G.726 (16kbps)"},
+    {21, ORKA_AUDIO_TYPE_G726, "G.726 (24kbps)"},
+    {22, ORKA_AUDIO_TYPE_G726, "G.726 (32kbps)"},
+    {23, ORKA_AUDIO_TYPE_G726, "G.726 (40kbps)"},
+    {24, ORKA_AUDIO_TYPE_G711, "G.711 (64kbps)"},
+    {25, ORKA_AUDIO_TYPE_G729, "G.729"},
+    {26, ORKA_AUDIO_TYPE_G723, "G.723"},
+    {27, ORKA_AUDIO_TYPE_G722, "G.722 (48kbps)"},
+    {28, ORKA_AUDIO_TYPE_G722, "G.722 (56kbps)"},
+    {29, ORKA_AUDIO_TYPE_G722, "G.722 (64kbps)"},
+    {30, ORKA_AUDIO_TYPE_G7221, "G.722.1 (24kbps)"},
+    {31, ORKA_AUDIO_TYPE_G7221, "G.722.1 (32kbps)"},
+};
+static constexpr size_t audio_codec_desc_size = 28;
+static_assert(std::size(audio_codec_desc) == audio_codec_desc_size);
+
+static constexpr codec_desc video_codec_desc[] = {
+    {1, ORKA_VIDEO_TYPE_MPEG4, "MPEG4"},     {2, ORKA_VIDEO_TYPE_MPEG4, "MPEG4"},
+    {4, ORKA_VIDEO_TYPE_DIVX3, "DIVX3"},     {16, ORKA_VIDEO_TYPE_WMV7, "WMV7"},
+    {15, ORKA_VIDEO_TYPE_WMV8, "WMV8"},      {5, ORKA_VIDEO_TYPE_WMV9, "WMV9"},
+    {6, ORKA_VIDEO_TYPE_H264, "H264"},       {7, ORKA_VIDEO_TYPE_MPEG1, "MPEG1"},
+    {8, ORKA_VIDEO_TYPE_MPEG2, "MPEG2"},     {0, ORKA_VIDEO_TYPE_NONE, "NO VIDEO"},
+    {9, ORKA_VIDEO_TYPE_MJPEG, "MJPEG"},     {256, ORKA_VIDEO_TYPE_YUV422, "YUV422"},
+    {257, ORKA_VIDEO_TYPE_RGB888, "RGB888"}, {10, ORKA_VIDEO_TYPE_JPEG, "JPEG"},
+};
+static constexpr size_t video_codec_desc_size = 14;
+static_assert(std::size(video_codec_desc) == video_codec_desc_size);
+
+/* What a codec number without a row stands for. */
+static constexpr codec_desc no_codec = {.codec = 0, .type = 0, .name = unknown};
+
+static const codec_desc &find_codec(std::span<const codec_desc> rows, uint32_t codec)
+{
+    for (const codec_desc &row : rows) {
+        if (row.codec == codec)
+            return row;
+    }
+    return no_codec;
+}
+
+const char *orka_media_audio_string_by_codec(uint32_t codec)
+{
+    return find_codec(audio_codec_desc, codec).name;
+}
+
+const char *orka_media_video_string_by_codec(uint32_t codec)
+{
+    return find_codec(video_codec_desc, codec).name;
+}
+
+orka_audio_type_t orka_media_audio_type_by_codec(uint32_t codec)
+{
+    return find_codec(audio_codec_desc, codec).type;
+}
+
+orka_video_type_t orka_media_video_type_by_codec(uint32_t codec)
+{
+    return find_codec(video_codec_desc, codec).type;
+}
+
+static constexpr const char *video_coding_standards[] = {
+    "DEFAULT",
+    "MPEG1",
+    "MPEG2 PROGRESSIVE",
+    "MPEG2 INTERLACED",
+    "MPEG4 SIMPLE PROFILE",
+    "MPEG4 ADVANCED SIMPLE PROFILE",
+    "MPEG4 H.263",
+    "MPEG4 H.263 (UNRESTRICTED MOTION VECTOR DISABLED)",
+};
+static_assert(std::size(video_coding_standards) == 8);
+
+const char *orka_media_video_coding_standard_string(uint32_t standard)
+{
+    if (standard < std::size(video_coding_standards))
+        return video_coding_standards[standard];
+    report_error(HERE, "Unrecognized Coding Standard '%u'.", standard);
+    return unknown;
+}
+
+/* Descriptors */
+
+/* What a descriptor of a type may say. A list without rates takes any. */
+struct audio_rule {
+    orka_audio_type_t type;
+    uint32_t channels;
+    uint32_t sample_rate; /* default */
+    rate_list sample_rates;
+    uint32_t bitrate; /* default */
+    rate_list bitrates;
+    uint32_t extra1;
+    uint32_t extra2;
+};
+
+static constexpr uint32_t rate_8000[] = {8000};
+static constexpr uint32_t rate_16000[] = {16000};
+static constexpr uint32_t bsac_bitrates[] = {64, 128};
+static constexpr uint32_t g711_bitrates[] = {64};
+static constexpr uint32_t g722_bitrates[] = {48, 56, 64};
+static constexpr uint32_t g7221_bitrates[] = {24, 32};
+static constexpr uint32_t g723_bitrates[] = {5, 6};
+static constexpr uint32_t g726_bitrates[] = {16, 24, 32, 40};
+static constexpr uint32_t g729_bitrates[] = {8};
+
+static constexpr audio_rule audio_rules[] = {
+    {ORKA_AUDIO_TYPE_AAC, 2, 24000, mpx_sample_rates, 128, mpx_bitrates},
+    {ORKA_AUDIO_TYPE_AC3, 2, 48000, {}, 256, {}},
+    {ORKA_AUDIO_TYPE_BSAC, 2, 44100, mpx_sample_rates, 64, bsac_bitrates},
+    {ORKA_AUDIO_TYPE_G711, 1, 8000, rate_8000, 64, g711_bitrates},
+    {ORKA_AUDIO_TYPE_G722, 1, 16000, rate_16000, 64, g722_bitrates},
+    {ORKA_AUDIO_TYPE_G7221, 1, 16000, rate_16000, 32, g7221_bitrates},
+    {ORKA_AUDIO_TYPE_G723, 1, 8000, rate_8000, 6, g723_bitrates},
+    {ORKA_AUDIO_TYPE_G726, 1, 8000, rate_8000, 32, g726_bitrates},
+    /* Kept on purpose: two channels, although the codec is a voice codec with one. */
+    {ORKA_AUDIO_TYPE_G729, 2, 8000, rate_8000, 8, g729_bitrates},
+    {ORKA_AUDIO_TYPE_GSMAMR, 1, 8000, rate_8000, 7400, gsmamr_bitrates},
+    {ORKA_AUDIO_TYPE_MP1, 2, 44100, mpx_sample_rates, 128, mpx_bitrates},
+    {ORKA_AUDIO_TYPE_MP2, 2, 44100, mpx_sample_rates, 128, mpx_bitrates},
+    {ORKA_AUDIO_TYPE_MP3, 2, 44100, mpx_sample_rates, 128, mpx_bitrates},
+    {ORKA_AUDIO_TYPE_OGG, 2, 44100, mpx_sample_rates, 128, mpx_bitrates},
+    {ORKA_AUDIO_TYPE_PCM, 2, 48000, {}, 0, {}},
+    {ORKA_AUDIO_TYPE_WMA, 2, 48000, {}, 128, {}, 23, 1280},
+};
+
+static const audio_rule *find_audio_rule(orka_audio_type_t type)
+{
+    for (const audio_rule &rule : audio_rules) {
+        if (rule.type == type)
+            return &rule;
+    }
+    return nullptr;
+}
+
+static bool accepts(rate_list rates, uint32_t rate)
+{
+    for (const uint32_t accepted : rates) {
+        if (accepted == rate)
+            return true;
+    }
+    return rates.empty();
+}
+
+static void report_sample_rate(const call_site &site, orka_audio_type_t type, uint32_t sample_rate)
+{
+    const char *name = orka_media_audio_string(type);
+
+    /* Kept on purpose: these two have a wording of their own. */
+    if (type == ORKA_AUDIO_TYPE_G711 || type == ORKA_AUDIO_TYPE_GSMAMR)
+        report_error(site, "Invalid Sample %u Rate for '%s'.", sample_rate, name);
+    else
+        report_error(site, "Invalid Sample Rate %u for '%s'.", sample_rate, name);
+}
+
+/* PCM has no choice of bitrates: two channels of 16 bits make it. */
+static uint32_t pcm_bitrate(uint32_t sample_rate)
+{
+    return static_cast<uint32_t>(uint64_t{sample_rate} * 32 / 1000);
+}
+
+orka_status_t orka_media_audio_desc(orka_audio_desc_t *adesc, orka_audio_type_t type, uint32_t sample_rate,
+                                    uint32_t bitrate)
+{
+    ORKA_ASSERT_NOT_NULL(adesc);
+    *adesc = {.type = type};
+    if (type == ORKA_AUDIO_TYPE_NONE) {
+        adesc->valid = 1;
+        return ORKA_STATUS_SUCCESS;
+    }
+
+    const audio_rule *rule = find_audio_rule(type);
+    if (rule == nullptr) {
+        report_error(HERE, "Invalid Audio Type '%s'.", orka_media_audio_string(type));
+        return ORKA_STATUS_INVALID_PARAMETER;
+    }
+
+    const uint32_t rate = sample_rate != 0 ? sample_rate : rule->sample_rate;
+    if (!accepts(rule->sample_rates, rate)) {
+        report_sample_rate(HERE, type, rate);
+        return ORKA_STATUS_OUT_OF_RANGE;
+    }
+
+    orka_audio_desc_t filled = *adesc;
+    filled.valid = 1;
+    filled.channels = rule->channels;
+    filled.sample_rate = rate;
+    /* Kept on purpose: a refused bitrate of GSMAMR leaves all but the bitrate filled. */
+    if (type == ORKA_AUDIO_TYPE_GSMAMR)
+        *adesc = filled;
+
+    filled.bitrate = bitrate != 0 ? bitrate : rule->bitrate;
+    if (!accepts(rule->bitrates, filled.bitrate)) {
+        report_error(HERE, "Invalid Bitrate %u for '%s'.", filled.bitrate, orka_media_audio_string(type));
+        return ORKA_STATUS_OUT_OF_RANGE;
+    }
+    if (type == ORKA_AUDIO_TYPE_PCM)
+        filled.bitrate = pcm_bitrate(rate);
+    filled.extra1 = rule->extra1;
+    filled.extra2 = rule->extra2;
+    *adesc = filled;
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t type, uint32_t width,
+                                    uint32_t height)
+{
+    ORKA_ASSERT_NOT_NULL(vdesc);
+    *vdesc = {.type = type, .width = width, .height = height};
+    if (type == ORKA_VIDEO_TYPE_NONE) {
+        *vdesc = {.valid = 1};
+        return ORKA_STATUS_SUCCESS;
+    }
+    if (type < ORKA_VIDEO_TYPE_NONE || type > ORKA_VIDEO_TYPE_JPEG) {
+        report_error(HERE, "Invalid Video Type '%s'.", orka_media_video_string(type));
+        return ORKA_STATUS_INVALID_PARAMETER;
+    }
+    if (width == 0)
+        vdesc->width = 640;
+    if (height == 0)
+        vdesc->height = 480;
+    vdesc->valid = 1;
+    return ORKA_STATUS_SUCCESS;
+}
+
+/* Codec frameworks */
+
+/* The first rule whose words the image's name contains decides. */
+struct framework_rule {
+    const char *word;
+    const char *other_word; /* may be null */
+    const char *framework;
+};
+
+static constexpr framework_rule audio_frameworks[] = {
+    {"aac", "h264", "aac48"},  {"aac", nullptr, "aac"},  {"aec", nullptr, "g7xx_aec"},
+    {"g7xx", nullptr, "g7xx"}, {"g71", nullptr, "g7xx"}, {"g72", nullptr, "g7xx"},
+    {"mp3", nullptr, "mp3"},   {"ogg", nullptr, "ogg"},
+};
+
+static constexpr framework_rule video_frameworks[] = {
+    {"divx311", nullptr, "divx311"}, {"h264_mc", nullptr, "h264mc"},      {"h264mc", nullptr, "h264mc"},
+    {"h264", nullptr, "h264"},       {"mpeg2", nullptr, "mpeg2"},         {"mpeg4_mc", nullptr, "mpeg4mc"},
+    {"mpeg4mc", nullptr, "mpeg4mc"}, {"mpeg4_4chan", nullptr, "mpeg4mc"}, {"mpeg4", nullptr, "mpeg4"},
+    {"wmv", nullptr, "wmv"},
+};
+
+static bool contains(const char *name, const char *word)
+{
+    return word == nullptr || strstr(name, word) != nullptr;
+}
+
+static const char *find_framework(std::span<const framework_rule> rules, const char *name,
+                                  const char *otherwise)
+{
+    for (const framework_rule &rule : rules) {
+        if (contains(name, rule.word) && contains(name, rule.other_word))
+            return rule.framework;
+    }
+    return otherwise;
+}
+
+const char *orka_media_get_audio_framework(const char *codec_name, orka_audio_type_t audio_type)
+{
+    if (audio_type == ORKA_AUDIO_TYPE_PCM)
+        return "pcm";
+    ORKA_ASSERT_NOT_NULL(codec_name);
+    return find_framework(audio_frameworks, codec_name, "pcm");
+}
+
+const char *orka_media_get_video_framework(const char *codec_name, orka_video_type_t video_type)
+{
+    ORKA_ASSERT_NOT_NULL(codec_name);
+    if (video_type == ORKA_VIDEO_TYPE_YUV422 || video_type == ORKA_VIDEO_TYPE_RGB888)
+        return "raw";
+    return find_framework(video_frameworks, codec_name, "mpeg4");
+}

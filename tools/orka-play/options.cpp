@@ -1,0 +1,73 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "failure.h"
+
+namespace orka::play {
+
+namespace {
+
+/* The audio decoder takes names in place, the NUL included in these. */
+constexpr size_t image_name_limit = 33;
+
+constexpr char description[] =
+    "Plays a media file through the decoders of a DM320 board: `orka-board run -- orka-play FILE` "
+    "where there is none on the desk.";
+
+constexpr char exit_statuses[] =
+    "Exit status: 0 played; 1 the clip, a decoder or an output file failed (a clip that is truncated or in "
+    "part damaged is played as far as it goes, and ends with 1); 2 usage; 3 no board; 130 interrupted.";
+
+std::string check_image_name(const std::string &name)
+{
+    return name.size() < image_name_limit ? "" : "an image's name has at most 32 characters";
+}
+
+void declare(CLI::App &app, Options &options)
+{
+    app.footer(exit_statuses);
+    app.set_version_flag("--version", ORKA_VERSION);
+    app.add_option("FILE", options.file, "The clip, in any container that libavformat reads")->required();
+    auto *no_audio = app.add_flag("--no-audio", options.no_audio, "Leave the sound out");
+    app.add_flag("--no-video", options.no_video, "Leave the picture out")->excludes(no_audio);
+    app.add_option("--image", options.image, "Load this codec image, whatever the clip's codecs select")
+        ->option_text("NAME")
+        ->check(CLI::Validator(check_image_name, ""));
+    app.add_option("--framemd5", options.framemd5, "Write one line a picture, with its time, size and MD5")
+        ->option_text("FILE");
+    app.add_option("--pcm", options.pcm, "Write the sound as it is decoded: signed 16 bits, little-endian")
+        ->option_text("FILE");
+    auto *snapshot =
+        app.add_option("--snapshot", options.snapshot, "Save the last picture")->option_text("FILE.png");
+    app.add_option("--snapshot-at", options.snapshot_at,
+                   "Save the picture that is shown at this time instead")
+        ->option_text("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->needs(snapshot);
+}
+
+} // namespace
+
+std::optional<Options> parse_options(int argc, char **argv, int &status)
+{
+    CLI::App app(description, "orka-play");
+    Options options;
+    std::string clock = "fast";
+    declare(app, options);
+    app.add_option("--clock", clock,
+                   "Take pictures and sound at their time, or as fast as they come (default)")
+        ->option_text("real|fast")
+        ->check(CLI::IsMember({"real", "fast"}));
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        status = app.exit(error) == 0 ? status_played : status_usage;
+        return std::nullopt;
+    }
+    options.real_time = clock == "real";
+    return options;
+}
+
+} // namespace orka::play

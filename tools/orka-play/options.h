@@ -1,0 +1,27 @@
+/* The command line. */
+#ifndef ORKA_PLAY_OPTIONS_H
+#define ORKA_PLAY_OPTIONS_H
+
+#include <optional>
+#include <string>
+
+namespace orka::play {
+
+struct Options {
+    std::string file;
+    bool no_audio = false;
+    bool no_video = false;
+    bool real_time = false;
+    std::string image;    /* empty: by the selection table */
+    std::string framemd5; /* output files; empty: none */
+    std::string pcm;
+    std::string snapshot;
+    std::optional<double> snapshot_at; /* seconds; none: the last picture */
+};
+
+/* Nothing when there is nothing to play: status is then the exit status. */
+std::optional<Options> parse_options(int argc, char **argv, int &status);
+
+} // namespace orka::play
+
+#endif

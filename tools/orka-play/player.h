@@ -1,0 +1,119 @@
+/* Plays a clip: reads it, feeds the decoders, takes what they give. */
+#ifndef ORKA_PLAY_PLAYER_H
+#define ORKA_PLAY_PLAYER_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "clip.h"
+#include "decoder.h"
+#include "edits.h"
+#include "options.h"
+#include "outputs.h"
+#include "packet_queue.h"
+#include "progress.h"
+#include "snapshot.h"
+
+namespace orka::play {
+
+/*
+ * Threads: one reads the file; each stream has one that feeds its decoder and one that takes from it. The
+ * thread that calls play() shows the progress and listens to `stop`. The first failure of any thread ends all
+ * of them.
+ */
+class Player {
+  public:
+    /* Chooses the streams and their image, and sets the decoders up. Throws Failure. */
+    Player(Clip &clip, const Options &options, const std::atomic<bool> &stop);
+    ~Player();
+
+    /* Returns when all is played, or stopped. Throws Failure, after all that is good was delivered. */
+    void play();
+    void print_summary() const;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Stream {
+        int index;                   /* in the clip */
+        std::vector<uint8_t> header; /* the codec's extradata */
+        std::unique_ptr<Decoder> decoder;
+        uint32_t queue_limit; /* frames */
+        PacketQueue packets;
+        Edits edits;
+        void (Player::*deliver)(const orka_idecode_frame_t &frame);
+        std::atomic<uint32_t> frames_in = 0;
+        std::atomic<uint32_t> frames_out = 0;
+        std::atomic<uint32_t> damaged = 0;
+        std::atomic<uint32_t> position = 0; /* ms */
+        std::thread feeder;
+        std::thread taker;
+    };
+
+    struct Choice {
+        orka_video_type_t video = ORKA_VIDEO_TYPE_NONE;
+        orka_audio_type_t audio = ORKA_AUDIO_TYPE_NONE;
+        std::string image;
+    };
+
+    Choice choose() const;
+    void choose_image(Choice &choice) const;
+    void set_up(const Choice &choice);
+    template <typename Params>
+    static std::unique_ptr<Stream> make_stream(const AVStream &source, const std::string &image,
+                                               const Params &params);
+    void open_outputs(const Choice &choice);
+    void close_outputs();
+
+    void read();
+    void feed(Stream &stream);
+    bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);
+    void take(Stream &stream);
+    void hold(uint32_t tsms);
+    void deliver_picture(const orka_idecode_frame_t &frame);
+    void deliver_sound(const orka_idecode_frame_t &frame);
+
+    std::thread guarded(std::function<void()> work);
+    void start_threads();
+    void watch();
+    void end();
+    bool ending() const { return stop_ || failed_; }
+    std::vector<Stream *> streams() const;
+    Stream *stream_at(int index);
+    ProgressState progress() const;
+    double elapsed() const;
+    void report_faults() const;
+
+    Clip &clip_;
+    const Options &options_;
+    const std::atomic<bool> &stop_;
+    std::unique_ptr<Stream> video_;
+    std::unique_ptr<Stream> audio_;
+    std::thread reader_;
+
+    std::optional<PictureHashes> hashes_;
+    std::optional<OutputFile> pcm_;
+    std::optional<Snapshot> snapshot_;
+    double audio_seconds_ = 0; /* the audio taker's, until it ends */
+
+    std::atomic<bool> failed_ = false;
+    Clock::time_point begin_;
+    Clock::time_point end_;
+    std::mutex mutex_;                        /* guards what follows */
+    std::optional<Clock::time_point> origin_; /* when time stamp 0 is shown */
+    std::exception_ptr failure_;
+    size_t takers_ = 0; /* that have not come to their stream's end */
+    std::condition_variable taker_ended_;
+};
+
+} // namespace orka::play
+
+#endif
