@@ -1,5 +1,6 @@
 /*
- * Decoders: parameters and codec images, control, queues and frames, display clocks.
+ * Decoders of audio, video and subtitles: parameters and codec images, control, queues and frames, display
+ * clocks.
  *
  * To decode: fill parameter records from the descriptors of orka_media.h; load the image that
  * orka_idecode_get_codec_name names; set the decoders up (video: and init them) and start them; open a queue
@@ -59,6 +60,11 @@ typedef struct orka_idecode_video_params {
     uint32_t maxframe;       /* 304: bytes of the largest frame */
     uint32_t reserved308[7]; /* 308 */
 } orka_idecode_video_params_t;
+
+/* What the subtitle decoder is set up with: words between application and driver. */
+typedef struct orka_idecode_subtitle_params {
+    uint32_t words[4];
+} orka_idecode_subtitle_params_t;
 
 /* Two gains, each mantissa / 32768 * 2^shift as a power ratio. */
 typedef struct orka_idecode_gain {
@@ -139,23 +145,28 @@ const char *orka_idecode_get_codec_name(orka_video_type_t vtype, orka_audio_type
 orka_status_t orka_idecode_load_audio_decoder_framework(const char *fwname);
 orka_status_t orka_idecode_load_video_decoder_framework(int32_t channel, int32_t stream, const char *fwname);
 orka_status_t orka_idecode_load_image_decoder_framework(const char *fwname);
+orka_status_t orka_idecode_load_subtitle_decoder_framework(const char *fwname);
 
-/* Setting up; params is asserted. The audio decoder set up is always that of channel 0. */
+/* Setting up; params is asserted. The audio and subtitle decoders set up are always those of channel 0. */
 orka_status_t orka_idecode_setup_audio_decoder(const orka_idecode_audio_params_t *params);
 orka_status_t orka_idecode_setup_video_decoder(int32_t channel, int32_t stream,
                                                const orka_idecode_video_params_t *params);
+orka_status_t orka_idecode_setup_subtitle_decoder(const orka_idecode_subtitle_params_t *params);
 orka_status_t orka_idecode_init_video_decoder(int32_t channel, int32_t stream);
 
 /* Running. What flush drops is the driver's to interpret. */
 orka_status_t orka_idecode_start_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_start_video_decoder(int32_t channel, int32_t stream);
+orka_status_t orka_idecode_start_subtitle_decoder(int32_t channel);
 orka_status_t orka_idecode_pause_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_pause_video_decoder(int32_t channel, int32_t stream);
+orka_status_t orka_idecode_pause_subtitle_decoder(int32_t channel);
 orka_status_t orka_idecode_rewind_video_decoder(int32_t channel, int32_t stream);
 orka_status_t orka_idecode_fastforward_video_decoder(int32_t channel, int32_t stream);
 orka_status_t orka_idecode_flush_video_decoder(int32_t channel, int32_t stream, uint32_t flush);
 orka_status_t orka_idecode_stop_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_stop_video_decoder(int32_t channel, int32_t stream);
+orka_status_t orka_idecode_stop_subtitle_decoder(int32_t channel);
 
 /*
  * Waiting, blocked in the driver, until a decoder has finished; timeout in the driver's unit, -1 without
@@ -170,6 +181,7 @@ orka_status_t orka_idecode_wait_finish_video_decoder_timeout(int32_t channel, in
 
 orka_status_t orka_idecode_teardown_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_teardown_video_decoder(int32_t channel, int32_t stream);
+orka_status_t orka_idecode_teardown_subtitle_decoder(int32_t channel);
 
 /* The two gains of the audio decoder, as they are. */
 orka_status_t orka_idecode_audio_set_gain(const orka_idecode_gain_t *gain);
@@ -182,13 +194,15 @@ orka_status_t orka_idecode_audio_set_gaindb(int32_t first_db, int32_t second_db)
 
 /*
  * Opening a queue, which maps it. NULL on failure; a mapping that the system refuses ends the process.
- * The forms without a queue id open the decoder's usual queue, 3 for audio and 8 for video. Audio has channel
- * 0 only.
+ * The forms without a queue id open the decoder's usual queue, 3 for audio and subtitles and 8 for video.
+ * Audio and subtitles have channel 0 only.
  */
 orka_idecode_queue_t *orka_idecode_get_audio_queueid(int32_t channel, uint32_t queueid);
 orka_idecode_queue_t *orka_idecode_get_audio_queue(int32_t channel);
 orka_idecode_queue_t *orka_idecode_get_video_queueid(int32_t channel, int32_t stream, uint32_t queueid);
 orka_idecode_queue_t *orka_idecode_get_video_queue(int32_t channel, int32_t stream);
+orka_idecode_queue_t *orka_idecode_get_subtitle_queueid(int32_t channel, uint32_t queueid);
+orka_idecode_queue_t *orka_idecode_get_subtitle_queue(int32_t channel);
 
 /*
  * The functions that take a queue return ORKA_STATUS_NULL_POINTER for a NULL argument and
@@ -232,10 +246,14 @@ orka_status_t orka_idecode_get_audio_frame(orka_idecode_frame_t *frame, const or
                                            int32_t timeout);
 orka_status_t orka_idecode_get_video_frame(orka_idecode_frame_t *frame, const orka_idecode_queue_t *queue,
                                            int32_t timeout);
+orka_status_t orka_idecode_get_subtitle_frame(orka_idecode_frame_t *frame, const orka_idecode_queue_t *queue,
+                                              int32_t timeout);
 orka_status_t orka_idecode_commit_audio_frame(const orka_idecode_frame_t *frame,
                                               const orka_idecode_queue_t *queue);
 orka_status_t orka_idecode_commit_video_frame(const orka_idecode_frame_t *frame,
                                               const orka_idecode_queue_t *queue);
+orka_status_t orka_idecode_commit_subtitle_frame(const orka_idecode_frame_t *frame,
+                                                 const orka_idecode_queue_t *queue);
 
 /* Display clocks, in the driver's unit. tsms is written on success, and must not be NULL. */
 orka_status_t orka_idecode_reset_audio_display_tsms(int32_t channel);

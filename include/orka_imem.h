@@ -24,6 +24,21 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/* A register of a McBSP serial port. */
+typedef struct orka_imem_mcbsp_register {
+    uint16_t address;
+    uint16_t value;
+} orka_imem_mcbsp_register_t;
+
+enum { ORKA_IMEM_MCBSP_REGISTERS = 15 };
+
+/* The registers of one port: 64 bytes that travel to the driver and back as they are. */
+typedef struct orka_imem_mcbsp_registers {
+    uint16_t port;
+    uint16_t reserved; /* 0 */
+    orka_imem_mcbsp_register_t rows[ORKA_IMEM_MCBSP_REGISTERS];
+} orka_imem_mcbsp_registers_t;
+
 /* Where a block of memory comes from. */
 typedef int32_t orka_imem_method_t;
 enum { ORKA_IMEM_METHOD_DEFAULT = 0, ORKA_IMEM_METHOD_MALLOC = 1, ORKA_IMEM_METHOD_IMEM = 2 };
@@ -84,6 +99,49 @@ orka_status_t orka_imem_msync(void *address, uint32_t length);
  * unmapping alone failed, ORKA_STATUS_INITIALIZATION when the record of the block was damaged.
  */
 orka_status_t orka_imem_free(void *vaddr);
+
+/*
+ * The DSP's memory window: 64 Ki words of 16 bits, at a fixed physical address. Word indices are not checked
+ * against that size.
+ */
+
+/* The size of the window in words. */
+uint32_t orka_imem_get_dsp_memory_size(void);
+
+/*
+ * The window, mapped once in the life of the process and read-only; every call returns the same pointer. NULL
+ * without the node of physical memory.
+ */
+void *orka_imem_get_dsp_memory_ptr(void);
+
+/* A new mapping of the window, for read and write; the caller frees it. NULL as above. */
+void *orka_imem_get_dsp_memory_write_ptr(void);
+
+/*
+ * Unmaps a pointer that orka_imem_get_dsp_memory_write_ptr returned. The read-only pointer stays valid, and
+ * freeing it is a success. Otherwise the result of orka_imem_munmap, after a report where it failed.
+ */
+orka_status_t orka_imem_free_dsp_memory_ptr(void *pointer);
+
+/* Reads one word. value must not be NULL. ORKA_STATUS_ERROR when the window cannot be mapped. */
+orka_status_t orka_imem_read_dsp_memory(uint16_t *value, uint32_t index);
+
+/*
+ * Writes one word and waits until it has reached the memory; each call maps the window and unmaps it again.
+ * ORKA_STATUS_ERROR when one of these steps fails: the word was written unless mapping failed.
+ */
+orka_status_t orka_imem_write_dsp_memory(uint16_t value, uint32_t index);
+
+/*
+ * The registers of a serial port, through the DSP image, which may not have that service: ORKA_STATUS_IO
+ * then, and without the manager's node. Reading zeroes the record first; ORKA_STATUS_NULL_POINTER without
+ * one.
+ */
+orka_status_t orka_imem_read_mcbsp_register(orka_imem_mcbsp_registers_t *registers, uint16_t port);
+orka_status_t orka_imem_write_mcbsp_register(uint16_t port, uint16_t address, uint16_t value);
+
+/* Prints the registers of a port on standard output; fails as reading does, and then prints nothing there. */
+orka_status_t orka_imem_print_mcbsp_register(uint16_t port);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

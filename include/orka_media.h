@@ -1,10 +1,10 @@
 /*
- * The catalogue of media types: their numbers and names, descriptors of a stream, codec numbers, and which
- * codec framework a codec image holds.
+ * The catalogue of media types: their numbers and names, descriptors of a stream, codec numbers, which codec
+ * framework a codec image holds, and what an encoded video frame holds.
  *
- * Constant tables and plain look-ups: every function may be called from any thread, every text that is
- * returned belongs to the library. A NULL for an argument marked "asserted" aborts the process, in every
- * build.
+ * Constant tables and plain look-ups: every function but orka_media_get_video_SEI may be called from any
+ * thread, every text that is returned belongs to the library. A NULL for an argument marked "asserted" aborts
+ * the process, in every build.
  */
 #ifndef ORKA_MEDIA_H
 #define ORKA_MEDIA_H
@@ -92,6 +92,37 @@ enum {
     ORKA_IMAGE_TYPE_TIFF = 5
 };
 
+/* What holds a stream: a container, or a plain file of one kind. */
+typedef int32_t orka_file_type_t;
+enum {
+    ORKA_FILE_TYPE_UNKNOWN = -1,
+    ORKA_FILE_TYPE_DETECT = -1,
+    ORKA_FILE_TYPE_NONE = 0,
+    ORKA_FILE_TYPE_ASF = 1,
+    ORKA_FILE_TYPE_AVI = 2,
+    ORKA_FILE_TYPE_IRAW = 3,
+    ORKA_FILE_TYPE_MKV = 4,
+    ORKA_FILE_TYPE_MP4 = 5,
+    ORKA_FILE_TYPE_MPG = 6,
+    ORKA_FILE_TYPE_OGM = 7,
+    ORKA_FILE_TYPE_TS = 8,
+    ORKA_FILE_TYPE_VES = 9, /* a bare video elementary stream */
+    ORKA_FILE_TYPE_AUDIO = 10,
+    ORKA_FILE_TYPE_IMAGE = 11
+};
+
+/* How audio channels are routed. */
+typedef int32_t orka_mux_type_t;
+enum {
+    ORKA_MUX_TYPE_UNKNOWN = -1,
+    ORKA_MUX_TYPE_DEFAULT = 0,
+    ORKA_MUX_TYPE_2TO1 = 1,
+    ORKA_MUX_TYPE_1TO2 = 2,
+    ORKA_MUX_TYPE_LEFT = 3,
+    ORKA_MUX_TYPE_RIGHT = 4,
+    ORKA_MUX_TYPE_AGC = 5
+};
+
 /* An audio stream: eleven words. valid is 1 once orka_media_audio_desc has filled it. */
 typedef struct orka_audio_desc {
     uint32_t valid;
@@ -116,16 +147,47 @@ typedef struct orka_video_desc {
     uint32_t height; /* pixels */
 } orka_video_desc_t;
 
+/*
+ * What an H.264 stream says of a point from which decoding may begin: eight bytes. The ranges are those
+ * behind a count that could be read.
+ */
+typedef struct orka_video_sei {
+    int32_t recovery_frame_cnt;       /* remainder of a division by 32: 0 to 31 */
+    uint8_t exact_match_flag;         /* 0 or 1 */
+    uint8_t broken_link_flag;         /* 0 or 1 */
+    uint8_t changing_slice_group_idc; /* 0 to 3 */
+} orka_video_sei_t;
+
+/* A size of pictures, in pixels; and the usual ones, by name. */
+typedef struct orka_resolution {
+    uint32_t width;
+    uint32_t height;
+} orka_resolution_t;
+
+static const orka_resolution_t d1_resolution = {720, 480};
+static const orka_resolution_t hd1_resolution = {720, 240};
+static const orka_resolution_t vga_resolution = {640, 480};
+static const orka_resolution_t hvga_resolution = {640, 240};
+static const orka_resolution_t qvga_resolution = {320, 240};
+static const orka_resolution_t hdtv_720p_resolution = {1280, 720};
+static const orka_resolution_t hdtv_1080i_resolution = {1920, 1080};
+
 /* The name of a value, "UNKNOWN" where it has none. */
 const char *orka_media_frame_string(orka_frame_type_t type);
 const char *orka_media_audio_string(orka_audio_type_t type);
 const char *orka_media_video_string(orka_video_type_t type);
 const char *orka_media_image_string(orka_image_type_t type);
+const char *orka_media_file_string(orka_file_type_t type);
+const char *orka_media_mux_string(orka_mux_type_t type);
 
 /* The value of a name (asserted), whole and in any case; NONE, 0, where no type has that name. */
 orka_audio_type_t orka_media_audio_type(const char *audio_string);
 orka_video_type_t orka_media_video_type(const char *video_string);
 orka_image_type_t orka_media_image_type(const char *image_string);
+
+/* Likewise, but UNKNOWN, -1, where no type has that name, and for NULL, which is reported. */
+orka_file_type_t orka_media_file_type_by_name(const char *name);
+orka_mux_type_t orka_media_mux_type_by_name(const char *name);
 
 /*
  * Lists for a user to read: prefix, the items with separator between them, suffix. Each of the three texts
@@ -137,6 +199,10 @@ void orka_media_video_type_print_list(FILE *stream, const char *prefix, const ch
                                       const char *suffix);
 void orka_media_image_type_print_list(FILE *stream, const char *prefix, const char *separator,
                                       const char *suffix);
+void orka_media_file_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                     const char *suffix);
+void orka_media_mux_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                    const char *suffix);
 void orka_media_audio_print_valid_samplerates(FILE *stream, const char *prefix, const char *separator,
                                               const char *suffix);
 void orka_media_audio_print_valid_bitrates(FILE *stream, const char *prefix, const char *separator,
@@ -170,6 +236,16 @@ orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t 
                                     uint32_t height);
 
 /*
+ * The file type that a file's name tells by its extension, in any case; the file itself is not looked at.
+ * The second form fills descriptors with the defaults of the audio and video types that such a file usually
+ * holds, which orka_media_audio_desc may refuse: then valid is 0. -1 for an extension that is none, with both
+ * descriptors zeroed, and for a NULL argument, which is reported and writes nothing.
+ */
+orka_file_type_t orka_media_file_type(const char *file_name);
+orka_file_type_t orka_media_file_type2(const char *file_name, orka_audio_desc_t *adesc,
+                                       orka_video_desc_t *vdesc);
+
+/*
  * The codec framework that a codec image holds, by what its name contains: "aac48", "aac", "g7xx_aec",
  * "g7xx", "mp3", "ogg" or "pcm". The name is asserted, unless the type is PCM, which is always "pcm".
  */
@@ -177,6 +253,31 @@ const char *orka_media_get_audio_framework(const char *codec_name, orka_audio_ty
 
 /* Likewise "raw", "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv"; the name is asserted. */
 const char *orka_media_get_video_framework(const char *codec_name, orka_video_type_t video_type);
+
+/*
+ * Whether an encoded frame (framebuffer, asserted, of size bytes) holds a key frame: 0 when it does, -1 when
+ * not. Start codes and up to two bytes behind them are looked at, nothing else is parsed; a start code counts
+ * where its 00 00 01 is followed by three bytes or more. H263 and MPEG4, H264 and MPEG2 are known; for any
+ * other type the answer is -1, after one report on standard error for each byte but the last five.
+ * No byte beyond size is read.
+ */
+int32_t orka_media_check_video_keyframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
+
+/*
+ * The same for a predicted frame. Of MPEG2 a sequence header is asked for, as for a key frame; of H264 the
+ * codes 57 and 07.
+ */
+int32_t orka_media_check_video_Pframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
+
+/*
+ * Fills sei from the first recovery point message of an H264 frame: 0 when there is one. framebuffer and sei
+ * are asserted. -1 when there is none, with sei zeroed; -1 for another type or fewer than 5 bytes, with sei
+ * as it was. The byte behind the payload type, which holds the payload's size, is read as the first of the
+ * count. A count is read right with up to eight zeros before its first one. Bits beyond the frame read as 0.
+ * Not to be called by two threads at a time.
+ */
+int32_t orka_media_get_video_SEI(const void *framebuffer, uint32_t size, orka_video_type_t video_type,
+                                 orka_video_sei_t *sei);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -1,6 +1,6 @@
 /*
- * Threads, mutexes and condition variables: POSIX calls that answer with an orka_status_t, each in a quiet
- * and in a traced form.
+ * Threads, mutexes, condition variables and a reader-writer mutex: POSIX calls that answer with an
+ * orka_status_t, each in a quiet and in a traced form.
  *
  * The objects are the caller's own pthread_t, pthread_mutex_t and pthread_cond_t, passed by address; they are
  * made with default attributes, must be initialised before use and destroyed after, and these calls keep
@@ -23,6 +23,7 @@
 #define ORKA_PTHREAD_H
 
 #include <pthread.h>
+#include <stdio.h>
 
 #include "orka_status.h"
 
@@ -137,6 +138,71 @@ orka_status_t orka_pthread_cond_broadcast_debug(pthread_cond_t *cond, const char
 /* Wakes at least one thread that waits. */
 orka_status_t orka_pthread_cond_signal(pthread_cond_t *cond);
 orka_status_t orka_pthread_cond_signal_debug(pthread_cond_t *cond, const char *function, int line);
+
+/*
+ * A reader-writer mutex: many readers or one writer, and writers first. A reader waits while a writer has the
+ * lock or waits for it, so that a stream of readers keeps no writer out; a writer waits for the readers and
+ * the writer that have it.
+ *
+ *     orka_rdwr_mutex_t lock;               points to a record on the heap, from init to destroy
+ *     orka_pthread_rdwr_mutex_init(&lock);
+ *
+ * Not recursive: a thread that has the lock and asks for it again may wait for itself. A call on an object
+ * that is NULL gives ORKA_STATUS_NULL_POINTER, on one that is not initialised, or no longer, where that
+ * shows, ORKA_STATUS_INITIALIZATION; nothing is printed of it. Other failures give ORKA_STATUS_MUTEX. Giving
+ * back what was not taken aborts the process.
+ *
+ * The traced forms print the address of the object and that of its record:
+ *
+ *     worker():[42] Locking RDWR Mutex [0x0804A040] at [0x0804B1A0] for Reading.
+ */
+typedef struct orka_rdwr_record *orka_rdwr_mutex_t;
+
+/* A NULL mutex aborts. ORKA_STATUS_INSUFFICIENT_MEMORY without memory for the record. */
+orka_status_t orka_pthread_rdwr_mutex_init(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_init_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+
+/*
+ * Frees the record; nobody may hold the lock or wait for it. The object is left as it is and shows where the
+ * record was. An object that is not initialised is reported on standard error, as is what the system refuses,
+ * which is a success all the same.
+ */
+orka_status_t orka_pthread_rdwr_mutex_destroy(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_destroy_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+
+/*
+ * Locking and unlocking, for a reader (r) and for a writer (w). The forms that end in _or_die print a "Fatal
+ * Mutex UnLock Error" line on standard output when they fail, whichever of the four it is, and end the
+ * process with exit(1).
+ */
+orka_status_t orka_pthread_rdwr_mutex_rlock(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_rlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+orka_status_t orka_pthread_rdwr_mutex_rlock_or_die(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_rlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                         int line);
+orka_status_t orka_pthread_rdwr_mutex_runlock(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_runlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+orka_status_t orka_pthread_rdwr_mutex_runlock_or_die(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_runlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                           int line);
+orka_status_t orka_pthread_rdwr_mutex_wlock(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_wlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+orka_status_t orka_pthread_rdwr_mutex_wlock_or_die(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_wlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                         int line);
+orka_status_t orka_pthread_rdwr_mutex_wunlock(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_wunlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line);
+orka_status_t orka_pthread_rdwr_mutex_wunlock_or_die(orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_wunlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                           int line);
+
+/*
+ * Prints who has the lock and who waits for it on a stream (a NULL file aborts) or on standard output,
+ * without taking it: the counts may be of different moments. "RDWR Mutex Invalid" where the object is not
+ * initialised, and its status.
+ */
+orka_status_t orka_pthread_rdwr_mutex_fstatus(FILE *file, orka_rdwr_mutex_t *mutex);
+orka_status_t orka_pthread_rdwr_mutex_status(orka_rdwr_mutex_t *mutex);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -29,9 +29,10 @@ class BufferSpace {
     size_t count() const { return buffers_.size(); }
     bool fits(uint32_t bytes) const { return place_of(bytes) <= length_; } /* in an empty range */
 
-  private:
     /* All of a buffer's place, rounded up so that the next one begins aligned. */
     static uint64_t place_of(uint32_t bytes);
+
+  private:
     std::optional<uint32_t> place(uint32_t bytes) const;
     std::optional<uint32_t> find(uint64_t place, uint64_t from, uint64_t end) const;
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <nlohmann/json.hpp>
+
 namespace orka::board {
 
 DecodeDriver::DecodeDriver(Machine &machine, const DecoderKind &kind, int32_t channels, int32_t streams)
@@ -34,6 +36,17 @@ void DecodeDriver::closed(File &file)
 {
     for (const std::unique_ptr<Decoder> &decoder : decoders_)
         decoder->closed(file);
+}
+
+void DecodeDriver::report(nlohmann::json &status) const
+{
+    nlohmann::json &all = status["decoders"];
+    if (all.is_null())
+        all = nlohmann::json::array();
+    for (const std::unique_ptr<Decoder> &decoder : decoders_) {
+        if (nlohmann::json one = decoder->report(); !one.is_null())
+            all.push_back(std::move(one));
+    }
 }
 
 void DecodeDriver::control(std::shared_ptr<Call> call)

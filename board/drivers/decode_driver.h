@@ -13,6 +13,7 @@ class DecodeDriver : public Driver {
   public:
     void closed(File &file) override;
     void control(std::shared_ptr<Call> call) final;
+    void report(nlohmann::json &status) const override;
 
   protected:
     DecodeDriver(Machine &machine, const DecoderKind &kind, int32_t channels, int32_t streams);

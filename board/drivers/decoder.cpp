@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "server/log.h"
+#include <nlohmann/json.hpp>
 
 namespace orka::board {
 
@@ -54,8 +54,9 @@ std::string make_label(std::string_view node, int32_t channel, int32_t stream)
 
 Decoder::Decoder(Machine &machine, const DecoderKind &kind, int32_t channel, int32_t stream,
                  std::function<void(File &)> readable_changed)
-    : machine_(machine), kind_(kind), label_(make_label(kind.node, channel, stream)),
-      readable_changed_(std::move(readable_changed))
+    : machine_(machine), kind_(kind), channel_(channel), stream_(stream),
+      label_(make_label(kind.node, channel, stream)), readable_changed_(std::move(readable_changed)),
+      image_(machine, "decoder")
 {
 }
 
@@ -74,26 +75,21 @@ int Decoder::refuse(int error, const std::string &why) const
 
 void Decoder::load(Call &call, std::string_view name)
 {
-    if (!find_image(name))
-        return call.fail(refuse(EINVAL, "there is no codec image '" + printable(std::string(name)) + "'"));
-    if (session_ && name != image())
-        return call.fail(refuse(EBUSY, "image " + std::string(name) +
-                                           " cannot be loaded while the decoder is set up with " + image()));
-    if (!session_ || !image_.empty()) {
-        image_ = name;
-        loader_ = session_ ? loader_ : &call.file();
-    }
+    std::string why;
+    const int error = image_.load(call.file(), name, session_ != nullptr, why);
+    if (error)
+        return call.fail(refuse(error, why));
     call.reply();
 }
 
 int Decoder::check(const Setup &setup) const
 {
     const std::string codec = std::to_string(setup.codec);
-    const CodecImage *const loaded = find_image(image());
+    const CodecImage *const loaded = find_image(image_.name());
     if (!loaded)
         return refuse(EINVAL, "setup for codec " + codec + " without a codec image; load one first");
     if (!(loaded->*kind_.decodes)(setup.codec))
-        return refuse(EINVAL, "image " + image() + " does not decode codec " + codec +
+        return refuse(EINVAL, "image " + image_.name() + " does not decode codec " + codec +
                                   "; load the image that the selection table names for it");
     if (setup.bufsize == 0 || setup.bufcount == 0 || setup.maxframe == 0 || setup.maxframe > setup.bufsize)
         return refuse(EINVAL, "setup asks for an input queue of " + std::to_string(setup.bufsize) +
@@ -128,12 +124,22 @@ int Decoder::make_session(const Setup &setup, File &file)
                                           .maxframe = setup.maxframe,
                                           .output = setup.output,
                                           .stream = std::move(stream),
+                                          .rank = rank_in_plane(),
                                           .readable_changed = [this] { readable_changed_(*owner_); }});
     if (!session_)
         return refuse(ENOMEM, "no memory for a queue of " + std::to_string(setup.bufsize + setup.output) +
                                   " bytes; give the board more (--memory)");
     owner_ = &file;
+    codec_ = setup.codec;
     return 0;
+}
+
+std::optional<uint32_t> Decoder::rank_in_plane() const
+{
+    constexpr int32_t most_streams = 16;
+    if (!kind_.has_pictures)
+        return std::nullopt;
+    return static_cast<uint32_t>(channel_ * most_streams + stream_);
 }
 
 /* Wakes whoever waits, ends the DSP's thread and frees the queue. */
@@ -154,11 +160,17 @@ void Decoder::closed(const File &file)
         owner_ = nullptr;
         end_session();
     }
-    if (loader_ == &file) {
-        loader_ = nullptr;
-        if (!session_)
-            image_.clear();
-    }
+    image_.closed(file, session_ != nullptr);
+}
+
+nlohmann::json Decoder::report() const
+{
+    if (!session_)
+        return nullptr;
+    nlohmann::json decoder{{"node", kind_.node},     {"channel", channel_}, {"stream", stream_},
+                           {"image", image_.name()}, {"codec", codec_},     {"process", owner_->process()}};
+    session_->report(decoder);
+    return decoder;
 }
 
 void Decoder::reset_shown_tsms()

@@ -9,6 +9,7 @@
 #ifndef ORKA_BOARD_DECODER_H
 #define ORKA_BOARD_DECODER_H
 
+#include "drivers/image_slot.h"
 #include "drivers/session.h"
 #include "dsp/images.h"
 
@@ -21,6 +22,7 @@ struct DecoderKind {
     uint32_t queueid;
     bool wants_init;
     bool (CodecImage::*decodes)(uint32_t codec) const;
+    bool has_pictures = false; /* which go to the video plane */
 };
 
 /* What a setup asks for. */
@@ -44,6 +46,8 @@ class Decoder {
     void set_up(Call &call, const Setup &setup);
     void control(std::shared_ptr<Call> call);
     void closed(const File &file);
+    /* What it is and does; null where it is not set up. */
+    nlohmann::json report() const;
 
     bool is_playing() const { return session_ && is_started(session_->state()); }
     bool is_readable_for(const File &file) const
@@ -54,21 +58,23 @@ class Decoder {
     void reset_shown_tsms();
 
   private:
-    const std::string &image() const { return image_.empty() ? machine_.dsp_image : image_; }
     int refuse(int error, const std::string &why) const;
     int check(const Setup &setup) const;
     int make_session(const Setup &setup, File &file);
+    std::optional<uint32_t> rank_in_plane() const;
     bool change_state(uint32_t request);
     void control_frames(std::shared_ptr<Call> call);
     void end_session();
 
     Machine &machine_;
     const DecoderKind &kind_;
+    const int32_t channel_;
+    const int32_t stream_;
     const std::string label_;
     const std::function<void(File &)> readable_changed_;
-    std::string image_;            /* loaded for this decoder, or empty */
-    const File *loader_ = nullptr; /* which loaded it */
+    ImageSlot image_;
     File *owner_ = nullptr;
+    uint32_t codec_ = 0; /* which it was set up for */
     std::shared_ptr<Session> session_;
 };
 

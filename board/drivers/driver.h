@@ -7,13 +7,22 @@
 #ifndef ORKA_BOARD_DRIVER_H
 #define ORKA_BOARD_DRIVER_H
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <span>
 #include <string>
 
+#include <nlohmann/json_fwd.hpp>
+
+#include "drivers/capture_clock.h"
+#include "drivers/loudspeaker.h"
 #include "drivers/presentation.h"
+#include "drivers/screen.h"
+#include "drivers/video_plane.h"
+#include "dsp/camera.h"
+#include "dsp/picture_controls.h"
 #include "server/memory.h"
 #include "server/reactor.h"
 #include "wire/orka_nodes.h"
@@ -62,12 +71,21 @@ class Driver {
     virtual void opened(File &) {}
     virtual void closed(File &) {} /* the last close; the file is gone afterwards */
     virtual void control(std::shared_ptr<Call> call) = 0;
+    /* Adds what there is to tell of the driver's state to the board's, under names of its own. */
+    virtual void report(nlohmann::json &status) const;
 };
 
 /* What all drivers share. */
 struct Options {
     bool real_time = false; /* --clock real */
     bool reclaim = false;   /* --reclaim */
+    std::string camera;     /* --camera, empty for the test picture */
+    std::string microphone; /* --microphone, empty for the test tone */
+};
+
+struct PictureSize {
+    uint32_t width = 0;
+    uint32_t height = 0;
 };
 
 struct Machine {
@@ -77,11 +95,29 @@ struct Machine {
     std::function<void(const std::string &)> log; /* one line of the board's log, from the reactor's thread */
     std::string dsp_image;                        /* what /dev/imanage loaded, empty at first */
     PresentationClock presentation{};
+    VideoPlane video{}; /* what the decoders show */
+    Loudspeaker loudspeaker{};
+    Screen *screen = nullptr; /* the display's; null on a board without one */
+    /* Puts a captured picture before the decoders' ones, as UYVY whose stride is 2 x width; an empty one ends
+       that. Empty on a board without a display. */
+    std::function<void(std::span<const uint8_t> uyvy, uint32_t width, uint32_t height)> show_captured{};
+    CaptureClock capture{false};
+    Camera *camera = nullptr;           /* the board's; never null on a board */
+    Microphone *microphone = nullptr;   /* likewise */
+    Standard standard = ntsc;           /* which capture was set up for */
+    PictureControls picture_controls{}; /* the video decoder chip's, before the camera */
+    /* Of the pictures that each channel's video encoder takes; empty where none is set up. */
+    std::array<PictureSize, 4> encoded{};
 };
 
 std::unique_ptr<Driver> make_imanage_driver(Machine &machine);
 std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine);
 std::unique_ptr<Driver> make_video_decode_driver(Machine &machine);
+/* For all nodes of the video encoders: /dev/iencode, the channels' two each, /dev/imgencode. */
+std::unique_ptr<Driver> make_video_encode_driver(Machine &machine);
+std::unique_ptr<Driver> make_audio_encode_driver(Machine &machine);
+std::unique_ptr<Driver> make_display_driver(Machine &machine);
+std::unique_ptr<Driver> make_icapture_driver(Machine &machine);
 
 template <typename Record>
 Record Call::record() const

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <map>
 
+#include <nlohmann/json.hpp>
+
 #include "dsp/images.h"
 #include "server/log.h"
 
@@ -18,6 +20,7 @@ class ImanageDriver final : public Driver {
 
     void closed(File &file) override;
     void control(std::shared_ptr<Call> call) override;
+    void report(nlohmann::json &status) const override;
 
   private:
     void load(Call &call);
@@ -98,6 +101,17 @@ void ImanageDriver::free(Call &call)
         return call.fail(EINVAL);
     owners_.erase(address);
     call.reply();
+}
+
+void ImanageDriver::report(nlohmann::json &status) const
+{
+    const RangeAllocator &pool = machine_.memory.imem();
+    nlohmann::json blocks = nlohmann::json::array();
+    for (const auto &[address, bytes] : pool.blocks())
+        blocks.push_back({{"address", address}, {"bytes", bytes}});
+    status["imem"] = {
+        {"base", pool.base()}, {"bytes", pool.length()}, {"free", pool.available()}, {"blocks", blocks}};
+    status["image"] = machine_.dsp_image;
 }
 
 } // namespace

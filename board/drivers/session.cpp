@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 #include "orka_media.h"
 
 namespace orka::board {
@@ -41,6 +43,13 @@ int32_t frame_timeout(const Call &call)
 
 } // namespace
 
+std::string_view state_name(State state)
+{
+    constexpr std::string_view names[] = {"set up",    "ready",      "playing", "paused",
+                                          "rewinding", "forwarding", "stopped"};
+    return names[static_cast<size_t>(state)];
+}
+
 std::shared_ptr<Session> Session::create(Machine &machine, SessionPlan plan)
 {
     const uint64_t input = whole_pages(plan.bufsize);
@@ -58,9 +67,12 @@ std::shared_ptr<Session> Session::create(Machine &machine, SessionPlan plan)
 Session::Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length)
     : machine_(machine), kind_(plan.kind), label_(std::move(plan.label)), base_(base), length_(length),
       bufcount_(plan.bufcount), maxframe_(plan.maxframe), readable_changed_(std::move(plan.readable_changed)),
-      state_(plan.first), input_(base, input), fillers_(machine.reactor, answer_without_frame),
-      takers_(machine.reactor, answer_without_frame), finishers_(machine.reactor, answer_wait)
+      listener_(machine.presentation.listen([this] { present(); })), state_(plan.first), input_(base, input),
+      fillers_(machine.reactor, answer_without_frame), takers_(machine.reactor, answer_without_frame),
+      finishers_(machine.reactor, answer_wait)
 {
+    if (plan.rank)
+        plane_.emplace(machine.video, *plan.rank, label_);
 }
 
 void Session::start_worker(std::unique_ptr<CodecStream> stream, uint32_t input)
@@ -84,6 +96,8 @@ Session::~Session()
 void Session::close()
 {
     keep_time(std::exchange(state_, State::stopped));
+    machine_.presentation.ignore(listener_);
+    plane_.reset();
     disarm(stall_timer_);
     disarm(due_timer_);
     fillers_.answer_all(wire::driver_failure);
@@ -97,6 +111,8 @@ void Session::enter(State next)
     if (!is_started(before) && is_started(next))
         begin_stream();
     keep_time(before);
+    if (plane_)
+        plane_->start(is_started(next));
     worker_->run(is_started(next));
     if (next == State::stopped) {
         drop_everything();
@@ -156,8 +172,10 @@ void Session::drop_everything()
 
 void Session::drop(const orka_idecode_frame_t &frame)
 {
-    if (frame.kind != ORKA_FRAME_TYPE_LAST)
-        worker_->release(frame.addr);
+    if (frame.kind == ORKA_FRAME_TYPE_LAST)
+        return;
+    dropped_++;
+    give_back(frame.addr);
 }
 
 void Session::disarm(std::optional<Reactor::TimerId> &timer)
@@ -228,6 +246,7 @@ void Session::commit(Call &call)
         return call.fail(error);
     handed_out_.erase(frame.addr);
     ended_ = frame.kind == ORKA_FRAME_TYPE_LAST;
+    frames_in_ += !ended_;
     if (ended_)
         input_.free(frame.addr);
     else
@@ -250,8 +269,10 @@ bool Session::deliver(Call &call)
         return false;
     const orka_idecode_frame_t frame = shown_.front();
     shown_.pop_front();
-    if (frame.kind != ORKA_FRAME_TYPE_LAST)
+    if (frame.kind != ORKA_FRAME_TYPE_LAST) {
         taken_.insert(frame.addr);
+        frames_out_++;
+    }
     answer_frame_request(call, wire::driver_done, frame);
     return true;
 }
@@ -281,10 +302,11 @@ void Session::release(Call &call)
 {
     const auto frame = call.record<wire::frame_return_record>().frame;
     if (taken_.erase(frame.addr) != 0)
-        worker_->release(frame.addr);
+        give_back(frame.addr);
     else if (frame.kind != ORKA_FRAME_TYPE_LAST || frame.addr != base_)
         return call.fail(EINVAL);
     call.reply();
+    relieve_screen();
 }
 
 void Session::wait(std::shared_ptr<Call> call)
@@ -317,11 +339,34 @@ void Session::collect()
     present();
 }
 
+/* What is seen of rewind and fast-forward are the key frames. */
+bool Session::is_skipped(const orka_idecode_frame_t &frame) const
+{
+    return is_hurried() && frame.kind != ORKA_FRAME_TYPE_LAST && !(frame.flags & frame_key);
+}
+
+/* While the board is held. A picture that was asked for brings the sound with it, which may have been there
+   before. */
+bool Session::is_let_through(const orka_idecode_frame_t &frame, uint32_t tsms)
+{
+    PresentationClock &clock = machine_.presentation;
+    if (is_skipped(frame))
+        return true;
+    if (kind_ != ORKA_FRAME_TYPE_VIDEO)
+        return clock.is_reached(tsms);
+    if (!clock.take_picture(tsms))
+        return false;
+    machine_.reactor.post([&clock] { clock.tell(); });
+    return true;
+}
+
 bool Session::is_due(const orka_idecode_frame_t &frame)
 {
+    const uint32_t tsms = frame.kind == ORKA_FRAME_TYPE_LAST ? shown_until_ : frame.tsms;
+    if (machine_.presentation.is_held())
+        return is_let_through(frame, tsms);
     if (!machine_.options.real_time || is_hurried())
         return true;
-    const uint32_t tsms = frame.kind == ORKA_FRAME_TYPE_LAST ? shown_until_ : frame.tsms;
     const Clock::time_point now = Clock::now();
     const Clock::time_point due = machine_.presentation.due(tsms, now);
     if (due <= now)
@@ -342,6 +387,7 @@ void Session::present()
     }
     serve_takers();
     relieve();
+    relieve_screen();
 }
 
 void Session::show(orka_idecode_frame_t frame)
@@ -350,14 +396,60 @@ void Session::show(orka_idecode_frame_t frame)
         frame.addr = base_;
         frame.tsms = shown_until_;
         finish();
-    } else if (is_hurried() && !(frame.flags & frame_key)) {
+    } else if (is_skipped(frame)) {
         return drop(frame);
     } else {
         shown_tsms_ = frame.tsms;
         shown_until_ = frame.tsms + frame.duration;
+        put_on_screen(frame);
+        let_hear(frame);
     }
     frame.number = shown_number_++;
     shown_.push_back(frame);
+}
+
+void Session::let_hear(const orka_idecode_frame_t &frame)
+{
+    if (kind_ != ORKA_FRAME_TYPE_AUDIO)
+        return;
+    /* Buffers begin aligned, so their bytes can be samples in place. */
+    const std::span<const uint8_t> bytes = machine_.memory.at(frame.addr, frame.size);
+    machine_.loudspeaker.play(
+        {reinterpret_cast<const int16_t *>(bytes.data()), bytes.size() / sizeof(int16_t)}, frame.width,
+        frame.height);
+}
+
+void Session::put_on_screen(const orka_idecode_frame_t &frame)
+{
+    if (!plane_)
+        return;
+    const uint32_t before = std::exchange(on_screen_, frame.addr);
+    plane_->show({.pixels = machine_.memory.at(frame.addr, frame.size),
+                  .width = frame.width,
+                  .height = frame.height,
+                  .stride = frame.stride,
+                  .tsms = frame.tsms});
+    if (std::exchange(on_screen_done_, false))
+        worker_->release(before);
+}
+
+/* An output buffer that neither the program nor the session needs any more. */
+void Session::give_back(uint32_t address)
+{
+    if (address == on_screen_)
+        on_screen_done_ = true;
+    else
+        worker_->release(address);
+}
+
+/* Where the decoder has no room for the next picture but that of the one on the screen. */
+void Session::relieve_screen()
+{
+    if (!on_screen_done_ || !decoded_.empty() || !worker_->is_stalled())
+        return;
+    plane_->copy();
+    on_screen_done_ = false;
+    worker_->release(std::exchange(on_screen_, 0));
 }
 
 void Session::finish()
@@ -381,7 +473,9 @@ void Session::relieve()
     if (asked_ || !is_moving(state_) || !worker_->is_stalled())
         return disarm(stall_timer_);
     const auto until = Clock::now() + (machine_.options.real_time ? real_time_patience : patience);
-    if (!unwatched_ && !stall_timer_)
+    if (is_held_back())
+        disarm(stall_timer_);
+    else if (!unwatched_ && !stall_timer_)
         stall_timer_ = machine_.reactor.at(until, [this] { lose_patience(); });
     if (unwatched_)
         drop_shown();
@@ -395,6 +489,19 @@ void Session::lose_patience()
         machine_.log(
             "nobody asks for the decoded frames: they are dropped from here on, until somebody does");
     relieve();
+    relieve_screen();
+}
+
+void Session::report(nlohmann::json &decoder) const
+{
+    decoder["state"] = state_name(state_);
+    decoder["queue"] = {{"base", base_},         {"bytes", length_},           {"in", input_.count()},
+                        {"in_limit", bufcount_}, {"decoded", decoded_.size()}, {"shown", shown_.size()},
+                        {"taken", taken_.size()}};
+    decoder["frames_in"] = frames_in_;
+    decoder["frames_out"] = frames_out_;
+    decoder["dropped"] = dropped_;
+    decoder["tsms"] = shown_tsms_;
 }
 
 } // namespace orka::board

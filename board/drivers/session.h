@@ -16,6 +16,7 @@
 #include <deque>
 #include <set>
 
+#include "drivers/video_plane.h"
 #include "drivers/waiting.h"
 #include "drivers/worker.h"
 
@@ -34,6 +35,9 @@ constexpr bool is_started(State state)
     return is_moving(state) || state == State::paused;
 }
 
+/* For people. */
+std::string_view state_name(State state);
+
 /* How a session is made. */
 struct SessionPlan {
     State first = State::ready;
@@ -44,6 +48,7 @@ struct SessionPlan {
     uint32_t maxframe = 0;
     uint64_t output = 0; /* bytes */
     std::unique_ptr<CodecStream> stream;
+    std::optional<uint32_t> rank; /* of pictures: the decoder's in the video plane */
     std::function<void()> readable_changed;
 };
 
@@ -79,6 +84,9 @@ class Session : public std::enable_shared_from_this<Session> {
     uint32_t shown_tsms() const { return shown_tsms_; }
     void reset_shown_tsms() { shown_tsms_ = 0; }
 
+    /* Adds its queues and its counts. */
+    void report(nlohmann::json &decoder) const;
+
   private:
     Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length);
     void start_worker(std::unique_ptr<CodecStream> stream, uint32_t input);
@@ -96,6 +104,9 @@ class Session : public std::enable_shared_from_this<Session> {
     bool is_hurried() const { return state_ == State::rewinding || state_ == State::forwarding; }
     void present();
     bool is_due(const orka_idecode_frame_t &frame);
+    bool is_let_through(const orka_idecode_frame_t &frame, uint32_t tsms);
+    bool is_skipped(const orka_idecode_frame_t &frame) const;
+    bool is_held_back() const { return machine_.presentation.is_held() && !decoded_.empty(); }
     void show(orka_idecode_frame_t frame);
     void finish();
     void relieve();
@@ -103,6 +114,10 @@ class Session : public std::enable_shared_from_this<Session> {
     void drop_shown();
     void drop_everything();
     void drop(const orka_idecode_frame_t &frame);
+    void put_on_screen(const orka_idecode_frame_t &frame);
+    void let_hear(const orka_idecode_frame_t &frame);
+    void give_back(uint32_t address);
+    void relieve_screen();
     void tell_readable();
     void disarm(std::optional<Reactor::TimerId> &timer);
 
@@ -114,6 +129,7 @@ class Session : public std::enable_shared_from_this<Session> {
     const uint32_t bufcount_;
     const uint32_t maxframe_;
     const std::function<void()> readable_changed_;
+    const uint32_t listener_; /* to the clock */
     State state_;
 
     BufferSpace input_;
@@ -130,6 +146,15 @@ class Session : public std::enable_shared_from_this<Session> {
     bool finished_ = false;    /* LAST was shown */
     bool was_readable_ = false;
     bool left_time_line_ = false; /* by rewind or fast-forward */
+
+    /* The picture in the video plane keeps its buffer until the next one is there. */
+    std::optional<VideoPlane::Source> plane_;
+    uint32_t on_screen_ = 0;      /* its buffer, or 0 */
+    bool on_screen_done_ = false; /* nobody else has it any more */
+
+    uint64_t frames_in_ = 0; /* since setup, each LAST left out */
+    uint64_t frames_out_ = 0;
+    uint64_t dropped_ = 0;
 
     bool asked_ = false;     /* somebody takes frames */
     bool unwatched_ = false; /* nobody does */

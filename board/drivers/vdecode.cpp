@@ -17,6 +17,7 @@ constexpr DecoderKind video_kind{
     .queueid = 8,
     .wants_init = true,
     .decodes = &CodecImage::decodes_video,
+    .has_pictures = true,
 };
 
 constexpr int32_t channel_count = 4;

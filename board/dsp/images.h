@@ -1,4 +1,4 @@
-/* The codec images that the DSP can load, and what each of them decodes. */
+/* The codec images that the DSP can load, and what each of them decodes and encodes. */
 #ifndef ORKA_BOARD_DSP_IMAGES_H
 #define ORKA_BOARD_DSP_IMAGES_H
 
@@ -12,9 +12,13 @@ struct CodecImage {
     std::string_view name;
     std::span<const uint32_t> video; /* codec numbers that it decodes */
     std::span<const uint32_t> audio;
+    std::span<const uint32_t> coded_video{}; /* codec numbers that it encodes */
+    std::span<const uint32_t> coded_audio{};
 
     bool decodes_video(uint32_t codec) const;
     bool decodes_audio(uint32_t codec) const;
+    bool encodes_video(uint32_t codec) const;
+    bool encodes_audio(uint32_t codec) const;
 };
 
 /* Null for a name that is no image's. */

@@ -35,13 +35,24 @@ enum class operation : uint32_t {
     cancel = 4,   /* a signal interrupted the request that is under way; has no reply of its own */
     identify = 5, /* result: the wire::node of a file, or EBADF where the inode is no file of this board */
     outside = 6,  /* a mapping outside physical memory, a range, was refused: the board says so in its log */
+    /* For people's tools. The answer is a picture or nothing, and a descriptor of a memfd, whole: */
+    screenshot = 7, /* its pixels, three bytes each, red first, without gaps between the lines */
+    status = 8,     /* the state of the board as JSON */
+};
+
+/* What of the display a screenshot shows. */
+enum class plane : uint32_t {
+    composed = 0, /* as it is seen */
+    video = 1,    /* these two also while they are masked or switched off */
+    osd = 2,
 };
 
 struct request {
     uint32_t operation;
     uint32_t version;  /* hello: version */
     uint32_t node;     /* open: wire::node */
-    uint32_t flags;    /* open: the access mode and O_NONBLOCK, which are the same numbers on every ABI */
+    uint32_t flags;    /* open: the access mode and O_NONBLOCK, which are the same numbers on every ABI;
+                          screenshot: a plane */
     uint32_t file;     /* control, identify: the inode number of the file's pipe */
     uint32_t number;   /* control: the request number */
     uint32_t nonblock; /* control: 1 when the descriptor is O_NONBLOCK now */
@@ -53,7 +64,8 @@ struct reply {
     uint32_t error;  /* 0, or the error number for errno */
     int32_t result;  /* what the call returns when there is no error */
     uint32_t memory; /* hello: the size of physical memory in bytes */
-    uint32_t length; /* bytes that follow; control: the driver's record; hello: a machine; none on errors */
+    uint32_t length; /* bytes that follow; control: the driver's record; hello: a machine; screenshot: a
+                        picture; none on errors */
 };
 static_assert(sizeof(reply) == 16);
 
@@ -71,6 +83,13 @@ struct range {
     uint64_t length;
 };
 static_assert(sizeof(range) == 16);
+
+/* A screenshot's size in pixels. */
+struct picture {
+    uint32_t width;
+    uint32_t height;
+};
+static_assert(sizeof(picture) == 8);
 
 /* No driver's record is larger. */
 constexpr size_t payload_limit = 512;

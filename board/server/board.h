@@ -14,7 +14,8 @@ namespace orka::board {
 
 class Board {
   public:
-    /* listener: from listen_at(), the board's own from now on. Throws std::system_error. */
+    /* listener: from listen_at(), the board's own from now on. Throws std::system_error, and
+       std::runtime_error where the camera or the microphone does not open. */
     Board(const BoardOptions &options, int listener);
     Board(const Board &) = delete;
     Board &operator=(const Board &) = delete;
@@ -22,15 +23,23 @@ class Board {
     Reactor &reactor() { return reactor_; }
     uint32_t greeted_clients() const { return server_.greeted_clients(); }
 
+    /* For whoever watches: all of these on the reactor's thread. */
+    Screen &screen() { return *machine_.screen; }
+    std::string status() const { return server_.status(); } /* as JSON */
+    Trace &trace() { return trace_; }
+    PresentationClock &presentation() { return machine_.presentation; }
+
   private:
     void log(const std::string &line);
 
     Options options_;
     std::unique_ptr<LineFile> log_file_;
-    std::unique_ptr<Trace> trace_;
+    Trace trace_;
     Reactor reactor_;
     Memory memory_;
     Machine machine_;
+    const std::unique_ptr<Camera> camera_;
+    const std::unique_ptr<Microphone> microphone_;
     Server server_;
 };
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "server/server.h"
+#include "server/views.h"
 
 namespace orka::board {
 
@@ -98,6 +99,12 @@ bool Connection::serve(protocol::operation operation, const protocol::request &r
         return true;
     case protocol::operation::outside:
         return outside(payload);
+    case protocol::operation::screenshot:
+        screenshot(request);
+        return true;
+    case protocol::operation::status:
+        status();
+        return true;
     case protocol::operation::cancel:
         break;
     }
@@ -130,10 +137,30 @@ bool Connection::outside(std::span<const uint8_t> payload)
 
 void Connection::open(const protocol::request &request)
 {
-    const int fd = server_.open(client_, request.node, request.flags);
-    send({.error = fd < 0 ? static_cast<uint32_t>(-fd) : 0}, {}, fd);
-    if (fd >= 0)
-        close(fd);
+    hand_over(server_.open(client_, request.node, request.flags));
+}
+
+void Connection::screenshot(const protocol::request &request)
+{
+    protocol::picture size{};
+    const int fd = screenshot_file(server_.screen(), request.flags, size);
+    hand_over(fd, {reinterpret_cast<const uint8_t *>(&size), sizeof size});
+}
+
+void Connection::status()
+{
+    const std::string text = server_.status();
+    hand_over(
+        memory_file("orka-board status", {reinterpret_cast<const uint8_t *>(text.data()), text.size()}));
+}
+
+/* Answers with a descriptor, which is closed here, or with the error number that stands in its place. */
+void Connection::hand_over(int fd, std::span<const uint8_t> out)
+{
+    if (fd < 0)
+        return send({.error = static_cast<uint32_t>(-fd)});
+    send({.length = static_cast<uint32_t>(out.size())}, out, fd);
+    close(fd);
 }
 
 void Connection::identify(const protocol::request &request)

@@ -31,9 +31,12 @@ class Connection final : public CallOwner {
     void identify(const protocol::request &request);
     void control(const protocol::request &request, std::span<const uint8_t> payload);
     bool outside(std::span<const uint8_t> payload);
+    void screenshot(const protocol::request &request);
+    void status();
     int check_control(const protocol::request &request, std::span<const uint8_t> payload,
                       const std::shared_ptr<DeviceFile> &file) const;
     void send(const protocol::reply &reply, std::span<const uint8_t> out = {}, int passed = -1);
+    void hand_over(int fd, std::span<const uint8_t> out = {});
 
     Server &server_;
     int fd_;

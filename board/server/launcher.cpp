@@ -7,22 +7,23 @@
 #include <functional>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "protocol/protocol.h"
 #include "server/board.h"
+#include "server/board_client.h"
 #include "server/private_board.h"
 #include "server/program.h"
 #include "server/runtime_directory.h"
+#include "view/view.h"
 
 namespace orka::board {
 
@@ -69,24 +70,6 @@ std::vector<std::string> find_shims(const std::string &directory, const Command 
         say("no shim found: programs will not see the board; --shims DIR names the place of "
             "lib/<triple>/liborka-board-shim.so");
     return triples;
-}
-
-bool board_answers(const std::string &path)
-{
-    sockaddr_un address{.sun_family = AF_UNIX};
-    const protocol::request hello{.operation = static_cast<uint32_t>(protocol::operation::hello),
-                                  .version = protocol::version};
-    protocol::reply reply{.error = EPROTO};
-
-    if (path.size() >= sizeof address.sun_path)
-        return false;
-    memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    const bool answered = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
-                          send(fd, &hello, sizeof hello, MSG_NOSIGNAL) == sizeof hello &&
-                          recv(fd, &reply, sizeof reply, 0) == sizeof reply && reply.error == 0;
-    close(fd);
-    return answered;
 }
 
 /* Between fork and exec. */
@@ -217,10 +200,8 @@ int run_on_board(const Command &command, const Program &program)
     std::optional<PrivateBoard> board;
     sigset_t mask;
 
-    if (joins && !board_answers(socket)) {
-        say("no board answers at " + socket);
-        return board_failure;
-    }
+    if (joins)
+        const BoardClient answering(socket);
     if (const auto status = prepare(command, directory.path(), socket, prepared))
         return *status;
     signal(SIGCHLD, SIG_DFL); /* an inherited SIG_IGN would reap the program unseen */
@@ -237,7 +218,7 @@ int with_errors_said(const std::function<int()> &action)
 {
     try {
         return action();
-    } catch (const std::system_error &error) {
+    } catch (const std::exception &error) {
         say(error.what());
         return board_failure;
     }
@@ -260,6 +241,7 @@ int serve_until_told(const Command &command)
     signal(SIGPIPE, SIG_IGN);
     find_shims(directory.path(), command);
     Board board(command.board, listen_at(socket));
+    const std::unique_ptr<View> view = view_of(board, command.board.view);
     const int told = signalfd(-1, &signals, SFD_CLOEXEC);
     board.reactor().watch(told, EPOLLIN, [&](uint32_t) { board.reactor().stop(); });
     print_environment(socket, directory.path());

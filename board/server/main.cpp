@@ -1,3 +1,4 @@
+#include "server/inspection.h"
 #include "server/launcher.h"
 
 int main(int argc, char **argv)
@@ -10,6 +11,10 @@ int main(int argc, char **argv)
         return run_program(command);
     case Action::serve:
         return serve_board(command);
+    case Action::screenshot:
+        return save_screenshot(command);
+    case Action::status:
+        return print_status(command);
     case Action::nothing:
         break;
     }

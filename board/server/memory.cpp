@@ -59,6 +59,14 @@ bool RangeAllocator::free(uint32_t address)
     return blocks_.erase(address) == 1;
 }
 
+uint32_t RangeAllocator::available() const
+{
+    uint32_t bytes = length_;
+    for (const auto &[address, taken] : blocks_)
+        bytes -= taken;
+    return bytes;
+}
+
 void RangeAllocator::reset()
 {
     blocks_.clear();

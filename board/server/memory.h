@@ -19,6 +19,9 @@ class RangeAllocator {
     bool free(uint32_t address);                      /* false for an address that it never gave */
     void reset();
     const std::map<uint32_t, uint32_t> &blocks() const { return blocks_; } /* address to length */
+    uint32_t base() const { return base_; }
+    uint32_t length() const { return length_; }
+    uint32_t available() const; /* bytes, in however many pieces */
 
   private:
     uint32_t base_;

@@ -1,11 +1,15 @@
 #include "server/options.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iostream>
+#include <map>
 #include <span>
 #include <string_view>
 
 #include <CLI/CLI.hpp>
+
+#include "view/access.h"
 
 namespace orka::board {
 
@@ -25,9 +29,40 @@ constexpr char examples[] =
     "  orka-board serve                             keep a board running; prints what to put into the\n"
     "                                               environment of the programs that join it\n"
     "  orka-board run --board SOCKET -- ./player    run a program on a board that is kept running\n"
+    "  orka-board run --clock real --view -- ./player a.avi   ... and watched in a browser\n"
+    "  orka-board screenshot shot.png               save what the board of $ORKA_BOARD shows\n"
+    "  orka-board status --board SOCKET             tell what that board does\n"
     "\n"
-    "The exit status of run is the program's own; 128 + N when signal N killed it; 127 or 126 when it was\n"
+    "The exit status of screenshot and status is 1 when they failed. That of run is the program's own; 128 + "
+    "N when signal N killed it; 127 or 126 when it was\n"
     "not found or cannot be executed; 125 when the board failed; 2 for a wrong command line.";
+
+/* ADDRESS:PORT, [ADDRESS]:PORT; of nothing the default. */
+ViewAddress view_address(const std::string &text)
+{
+    ViewAddress view;
+    if (text.empty())
+        return view;
+    const size_t colon = text.rfind(':');
+    view.host = text.substr(0, colon);
+    if (view.host.starts_with('[') && view.host.ends_with(']'))
+        view.host = view.host.substr(1, view.host.size() - 2);
+    const std::string port = colon == std::string::npos ? "" : text.substr(colon + 1);
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), view.port);
+    if (error != std::errc() || end != port.data() + port.size() || !is_numeric_address(view.host))
+        throw CLI::ValidationError("--view",
+                                   "'" + text + "' is not ADDRESS:PORT, as in 127.0.0.1:8080 or [::1]:8080");
+    return view;
+}
+
+void add_view_option(CLI::App &app, Command &command)
+{
+    app.add_option_function<std::string>(
+           "--view", [&](const std::string &address) { command.board.view = view_address(address); },
+           "Serve a live view for browsers, on this machine alone at a free port unless told otherwise")
+        ->expected(0, 1)
+        ->type_name("[ADDRESS:PORT]");
+}
 
 void add_board_options(CLI::App &app, Command &command)
 {
@@ -42,14 +77,50 @@ void add_board_options(CLI::App &app, Command &command)
     app.add_flag(
         "--reclaim", command.board.drivers.reclaim,
         "Free the IMEM blocks of a program that closed /dev/imanage or died; they stay allocated otherwise");
+    app.add_option(
+           "--camera", command.board.drivers.camera,
+           "What the capture input and the video encoders see, instead of the test picture: a file or "
+           "device, as ffmpeg's -f FORMAT -i FILE takes it; files begin anew at their end")
+        ->type_name("[FORMAT:]FILE");
+    app.add_option("--microphone", command.board.drivers.microphone,
+                   "What the audio encoder hears, instead of the test tone: likewise")
+        ->type_name("[FORMAT:]FILE");
     app.add_option("--trace", command.board.trace, "Write one decoded line for each driver request to FILE")
         ->type_name("FILE");
     app.add_option("--log", command.board.log, "Write the board's log to FILE too")->type_name("FILE");
+    add_view_option(app, command);
     app.add_option(
            "--shims", command.shims,
            "Look for the shims in DIR, as lib/<triple>/liborka-board-shim.so, before the usual places")
         ->type_name("DIR")
         ->allow_extra_args(false);
+}
+
+void add_running_board(CLI::App &app, Command &command)
+{
+    app.footer(examples);
+    app.add_option("--board", command.socket, "The board that serves at SOCKET, not that of $ORKA_BOARD")
+        ->type_name("SOCKET");
+}
+
+void define_inspection(CLI::App &app, Command &command)
+{
+    using protocol::plane;
+    static const std::map<std::string, plane> planes{{"video", plane::video}, {"osd", plane::osd}};
+
+    CLI::App &screenshot =
+        *app.add_subcommand("screenshot", "Save what the display of a running board shows, as a PNG file");
+    add_running_board(screenshot, command);
+    screenshot.add_option("FILE", command.file, "The file, or - for standard output")->required();
+    screenshot
+        .add_option_function<std::string>(
+            "--plane", [&](const std::string &name) { command.plane = planes.at(name); },
+            "One plane alone, also while it is masked or switched off")
+        ->check(CLI::IsMember(&planes));
+
+    CLI::App &status = *app.add_subcommand("status", "Tell what a running board does");
+    add_running_board(status, command);
+    status.add_flag("--json", command.json, "As JSON, for programs");
 }
 
 void define(CLI::App &app, Command &command)
@@ -69,6 +140,8 @@ void define(CLI::App &app, Command &command)
     add_board_options(serve, command);
     serve.add_option("--socket", command.socket, "Listen at PATH, not in a directory of the board's own")
         ->type_name("PATH");
+
+    define_inspection(app, command);
 }
 
 /* The options of a board do not apply to one that already runs. */
@@ -78,10 +151,24 @@ void check_combination(const CLI::App &run, const Command &command)
         throw CLI::RequiredError("-- PROGRAM");
     if (run.count("--board") == 0)
         return;
-    for (const char *const option : {"--memory", "--clock", "--reclaim", "--trace", "--log"}) {
+    for (const char *const option :
+         {"--memory", "--clock", "--reclaim", "--camera", "--microphone", "--trace", "--log", "--view"}) {
         if (run.count(option) != 0)
             throw CLI::ExcludesError("--board", option);
     }
+}
+
+Action action_of(const CLI::App &app)
+{
+    constexpr std::pair<const char *, Action> actions[] = {{"run", Action::run},
+                                                           {"serve", Action::serve},
+                                                           {"screenshot", Action::screenshot},
+                                                           {"status", Action::status}};
+    for (const auto &[name, action] : actions) {
+        if (app.got_subcommand(name))
+            return action;
+    }
+    return Action::nothing;
 }
 
 } // namespace
@@ -104,7 +191,7 @@ Command parse_command_line(int argc, char **argv)
             check_combination(run, command);
         else if (end != words.end())
             throw CLI::ExtrasError({"--"});
-        command.action = run.parsed() ? Action::run : Action::serve;
+        command.action = action_of(app);
     } catch (const CLI::ParseError &error) {
         command.status = app.exit(error) == 0 ? 0 : usage_error;
     }

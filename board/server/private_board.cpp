@@ -13,6 +13,7 @@
 
 #include "server/board.h"
 #include "server/runtime_directory.h"
+#include "view/view.h"
 
 namespace orka::board {
 
@@ -42,6 +43,7 @@ void leave_the_launcher(int &listener, int &leash)
 int serve_on_leash(const BoardOptions &options, const std::string &directory, int listener, int leash)
 {
     Board board(options, listener);
+    const std::unique_ptr<View> view = view_of(board, options.view);
     board.reactor().watch(leash, EPOLLIN | EPOLLRDHUP, [&](uint32_t) { board.reactor().stop(); });
     if (send(leash, &ready, 1, MSG_NOSIGNAL) == 1)
         board.reactor().run();

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +15,8 @@
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <nlohmann/json.hpp>
 
 namespace orka::board {
 
@@ -59,6 +62,22 @@ std::string process_name(int32_t process)
     return name;
 }
 
+nlohmann::json report_of(const DeviceFile &file)
+{
+    return {{"node", node_name(file.node())},
+            {"process", file.process()},
+            {"program", printable(file.opener().name)},
+            {"file", file.number()}};
+}
+
+nlohmann::json report_of(const RangeAllocator &range)
+{
+    return {{"base", range.base()},
+            {"bytes", range.length()},
+            {"free", range.available()},
+            {"blocks", range.blocks().size()}};
+}
+
 } // namespace
 
 int listen_at(const std::string &path)
@@ -97,7 +116,7 @@ Server::~Server()
         last_close(files_.begin()->second);
 }
 
-void Server::attach(wire::node node, std::unique_ptr<Driver> driver)
+void Server::attach(wire::node node, std::shared_ptr<Driver> driver)
 {
     drivers_[node] = std::move(driver);
 }
@@ -121,6 +140,27 @@ protocol::machine Server::machine() const
     return {.memory_inode = status.st_ino,
             .memory_major = major(status.st_dev),
             .memory_minor = minor(status.st_dev)};
+}
+
+std::string Server::status() const
+{
+    nlohmann::json all;
+    all["board"] = {
+        {"process", getpid()},
+        {"uptime_ms", std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count()},
+        {"clock", machine_.options.real_time ? "real" : "fast"},
+        {"held", machine_.presentation.is_held()},
+        {"memory", machine_.memory.size()}};
+    all["queues"] = report_of(machine_.memory.queues());
+    all["nodes"] = nlohmann::json::array();
+    for (const auto &[number, file] : std::map(files_.begin(), files_.end()))
+        all["nodes"].push_back(report_of(*file));
+    std::set<const Driver *> told;
+    for (const auto &[node, driver] : drivers_) {
+        if (told.insert(driver.get()).second)
+            driver->report(all);
+    }
+    return all.dump();
 }
 
 void Server::refused_mapping(const Client &client, const protocol::range &range)
@@ -196,7 +236,7 @@ int Server::open(const Client &client, uint32_t node, uint32_t flags)
         fd = -EINVAL;
     else if (wanted == wire::node::mem)
         fd = open_memory(flags);
-    else if (node <= static_cast<uint32_t>(wire::node::irender))
+    else if (node < wire::node_count)
         fd = open_file(client, wanted, flags);
     if (trace_)
         trace_->opened(client, wanted, flags, fd < 0 ? -fd : 0);

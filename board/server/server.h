@@ -26,8 +26,8 @@ class Server {
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
 
-    /* A node without a driver can be opened and takes no request. */
-    void attach(wire::node node, std::unique_ptr<Driver> driver);
+    /* A driver may serve several nodes. One without a driver can be opened and takes no request. */
+    void attach(wire::node node, std::shared_ptr<Driver> driver);
 
     uint32_t greeted_clients() const { return greeted_clients_; } /* connections since the start */
 
@@ -38,6 +38,8 @@ class Server {
     /* A descriptor, or a negative errno value. */
     int open(const Client &client, uint32_t node, uint32_t flags);
     protocol::machine machine() const;
+    Screen *screen() const { return machine_.screen; }
+    std::string status() const; /* of the whole board, as JSON */
     void greeted() { greeted_clients_++; }
     void refused_mapping(const Client &client, const protocol::range &range);
     void refused(const Client &client, const DeviceFile &file, uint32_t number, int error);
@@ -58,9 +60,10 @@ class Server {
     Machine &machine_;
     int listener_;
     Trace *trace_;
+    const Clock::time_point start_ = Clock::now();
     uint32_t greeted_clients_ = 0;
     bool crowded_ = false; /* no descriptors left, and said so */
-    std::map<wire::node, std::unique_ptr<Driver>> drivers_;
+    std::map<wire::node, std::shared_ptr<Driver>> drivers_;
     std::unordered_map<uint32_t, std::shared_ptr<DeviceFile>> files_;
     std::unordered_map<uint32_t, std::shared_ptr<DeviceFile>> closing_; /* closed, with requests under way */
     std::unordered_map<int, std::unique_ptr<Connection>> connections_;

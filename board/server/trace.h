@@ -12,6 +12,10 @@
 #ifndef ORKA_BOARD_SERVER_TRACE_H
 #define ORKA_BOARD_SERVER_TRACE_H
 
+#include <functional>
+#include <map>
+#include <optional>
+
 #include "server/log.h"
 #include "server/pending_call.h"
 
@@ -21,9 +25,20 @@ namespace orka::board {
 std::string describe_request(const wire::request_row &row, std::span<const uint8_t> in);
 std::string describe_answer(const wire::request_row &row, std::span<const uint8_t> out);
 
+/* The path of a node; the first of those that have two. */
+std::string_view node_name(wire::node node);
+
+/* Lines are made only while somebody wants them: a file, or whoever listens. */
 class Trace {
   public:
+    using Listener = std::function<void(const std::string &line)>;
+
+    Trace() = default;
     explicit Trace(const std::string &path); /* throws std::system_error */
+
+    /* Calls with each line, on the reactor's thread, until ignored. A listener must not listen or ignore. */
+    uint32_t listen(Listener listener);
+    void ignore(uint32_t listener) { listeners_.erase(listener); }
 
     void opened(const Client &client, wire::node node, uint32_t flags, int error);
     void closed(const DeviceFile &file);
@@ -35,7 +50,11 @@ class Trace {
   private:
     void write(Clock::time_point when, const Client &client, wire::node node, const std::string &text);
 
-    LineFile file_;
+    bool is_wanted() const { return file_ || !listeners_.empty(); }
+
+    std::optional<LineFile> file_;
+    std::map<uint32_t, Listener> listeners_;
+    uint32_t next_listener_ = 1;
     Clock::time_point start_ = Clock::now();
 };
 

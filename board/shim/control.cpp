@@ -19,12 +19,19 @@ bool is_generic(uint32_t number)
     return number == FIOCLEX || number == FIONCLEX || number == FIONBIO || number == FIOASYNC;
 }
 
-/* What a request carries, as its row says. A name comes by way of `copy`, which a record does not need. */
+/* What a request carries, as its row says. A name or a value comes by way of `copy`. */
 long carry(const wire::request_row &row, void *argument, char (&copy)[protocol::payload_limit],
            exchange &what)
 {
     if (row.argument == wire::argument::none)
         return 0;
+    if (row.argument == wire::argument::value) {
+        const auto value = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(argument));
+        __builtin_memcpy(copy, &value, sizeof value);
+        what.record = copy;
+        what.request.length = row.in;
+        return 0;
+    }
     if (row.argument == wire::argument::name) {
         const long length = copy_text(static_cast<const char *>(argument), copy, row.in);
         if (length == -EFAULT)

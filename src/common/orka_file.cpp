@@ -124,7 +124,7 @@ int64_t orka_file_size_fd(int fd)
 int64_t orka_file_size(const char *path)
 {
     if (path == nullptr) {
-        report_error(HERE, "NULL Pointer Deref.");
+        orka_null_pointer(HERE);
         return -1;
     }
 
@@ -200,7 +200,7 @@ static int read_region(int fd, const char *path, int offset, void *buffer, uint3
 int orka_file_load_buffer(const char *path, int offset, void *buffer, uint32_t length)
 {
     if (path == nullptr || buffer == nullptr) {
-        report_error(HERE, "NULL Pointer Deref.");
+        orka_null_pointer(HERE);
         return -1;
     }
 

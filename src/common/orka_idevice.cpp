@@ -57,7 +57,7 @@ static constinit orka_device iencode = {
 };
 
 /* Kept on purpose, here and in the two decoders below: the message says what it says. */
-static constinit orka_device iaencode = {
+constinit orka_device orka_iaencode_device = {
     .node = "/dev/aencode",
     .fallback = "/dev/aencode0",
     .flags = O_RDWR,
@@ -266,7 +266,7 @@ int32_t orka_idevice_iencode_fd(void)
 
 int32_t orka_idevice_iaencode_fd(void)
 {
-    return device_fd(HERE, iaencode);
+    return device_fd(HERE, orka_iaencode_device);
 }
 
 int32_t orka_idevice_ivencode_fd(int32_t channel)
@@ -414,7 +414,7 @@ void orka_idevice_close_atexit(void)
     close_at_exit({&imem, 1});
     close_at_exit({&imanage, 1});
     close_at_exit({&iencode, 1});
-    close_at_exit({&iaencode, 1});
+    close_at_exit({&orka_iaencode_device, 1});
     close_at_exit(ivencode_channels);
     close_at_exit(ivmvencode_channels);
     close_at_exit({&idecode, 1});

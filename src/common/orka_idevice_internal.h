@@ -6,7 +6,7 @@
  *     return orka_control(HERE, orka_idevice_ivdecode_fd(), no_video, IDECODE_INIT, &record,
  *                         "Calling Video Decoder Init - Stream %d of Channel %d.", stream, channel);
  *
- * The two funnels are inlined, so that a request that succeeds costs next to nothing beside the request
+ * The funnels are inlined, so that a request that succeeds costs next to nothing beside the request
  * itself; everything that is said on failure is out of line.
  */
 #ifndef ORKA_IDEVICE_INTERNAL_H
@@ -35,11 +35,19 @@ struct orka_device {
 };
 
 #pragma GCC visibility push(hidden)
+extern orka_device orka_iaencode_device;
 extern orka_device orka_iadecode_device;
 extern orka_device orka_ivdecode_device;
 #pragma GCC visibility pop
 
 /* The accessors of the nodes that carry frames, without a call where the node is open. */
+inline int32_t orka_audio_encoder_fd()
+{
+    const int32_t fd = orka_iaencode_device.fd.load(std::memory_order_acquire);
+
+    return fd > 0 ? fd : orka_idevice_iaencode_fd();
+}
+
 inline int32_t orka_audio_decoder_fd()
 {
     const int32_t fd = orka_iadecode_device.fd.load(std::memory_order_acquire);
@@ -113,6 +121,19 @@ orka_control(const call_site &site, int32_t fd, const char *no_node, uint32_t re
     if (fd < 0) [[unlikely]]
         return orka_no_node(site, no_node);
     if (ioctl(fd, request, record) != 0) [[unlikely]]
+        return orka_refused(ORKA_STATUS_ERROR, errno, site, refused.text, words...);
+    return ORKA_STATUS_SUCCESS;
+}
+
+/* A control request that is refused by a negative result alone. */
+template <typename... Words>
+[[gnu::always_inline]] inline orka_status_t
+orka_command(const call_site &site, int32_t fd, const char *no_node, uint32_t request, const void *record,
+             orka_message<std::type_identity_t<Words>...> refused, Words... words)
+{
+    if (fd < 0) [[unlikely]]
+        return orka_no_node(site, no_node);
+    if (ioctl(fd, request, record) < 0) [[unlikely]]
         return orka_refused(ORKA_STATUS_ERROR, errno, site, refused.text, words...);
     return ORKA_STATUS_SUCCESS;
 }

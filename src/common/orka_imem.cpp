@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -362,4 +364,158 @@ orka_status_t orka_imem_load_dsp_codec(const char *codec_name)
     ORKA_ASSERT_NOT_NULL(codec_name);
     return orka_control(HERE, fd, no_imanage, IMANAGE_LOAD, codec_name, "Loading DSP Codec '%s'.",
                         codec_name);
+}
+
+/* The DSP's memory window */
+
+static constexpr uint32_t dspmembase = 0x40000;
+static constexpr uint32_t dspmemsize = 0x20000; /* bytes */
+
+static pthread_mutex_t dspmem_mutex = PTHREAD_MUTEX_INITIALIZER;
+static std::atomic<void *> dspreadptr = nullptr;
+
+uint32_t orka_imem_get_dsp_memory_size(void)
+{
+    return dspmemsize != 0 ? dspmemsize / sizeof(uint16_t) : UINT32_MAX;
+}
+
+static void *map_window(const call_site &site, int protection)
+{
+    void *mapped = orka_imem_mmap_actual(dspmembase, dspmemsize, protection);
+    const int saved_errno = errno;
+
+    if (mapped == nullptr)
+        report_error_errno(saved_errno, site, "Mapping DSP Memory.");
+    return mapped;
+}
+
+void *orka_imem_get_dsp_memory_ptr(void)
+{
+    orka_pthread_mutex_lock_or_die(&dspmem_mutex);
+    void *window = dspreadptr.load(std::memory_order_relaxed);
+    if (window == nullptr) {
+        window = map_window(HERE, PROT_READ);
+        dspreadptr.store(window, std::memory_order_release);
+    }
+    orka_pthread_mutex_unlock_or_die(&dspmem_mutex);
+    return window;
+}
+
+void *orka_imem_get_dsp_memory_write_ptr(void)
+{
+    return map_window(HERE, PROT_READ | PROT_WRITE);
+}
+
+orka_status_t orka_imem_free_dsp_memory_ptr(void *pointer)
+{
+    orka_pthread_mutex_lock_or_die(&dspmem_mutex);
+    const bool is_cached = pointer == dspreadptr.load(std::memory_order_relaxed);
+    orka_pthread_mutex_unlock_or_die(&dspmem_mutex);
+    if (is_cached)
+        return ORKA_STATUS_SUCCESS;
+
+    const orka_status_t status = orka_imem_munmap_actual(pointer, dspmemsize);
+    if (status != ORKA_STATUS_SUCCESS)
+        report_error(HERE, "Unmapping DSP Memory.");
+    return status;
+}
+
+orka_status_t orka_imem_read_dsp_memory(uint16_t *value, uint32_t index)
+{
+    const void *window = dspreadptr.load(std::memory_order_acquire);
+
+    if (window == nullptr)
+        window = orka_imem_get_dsp_memory_ptr();
+    if (window == nullptr) {
+        report_error(HERE, "Mapping DSP Memory.");
+        return ORKA_STATUS_ERROR;
+    }
+    *value = static_cast<const volatile uint16_t *>(window)[index];
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_imem_write_dsp_memory(uint16_t value, uint32_t index)
+{
+    void *window = orka_imem_get_dsp_memory_write_ptr();
+
+    if (window == nullptr) {
+        report_error(HERE, "Mapping DSP Memory.");
+        return ORKA_STATUS_ERROR;
+    }
+    static_cast<volatile uint16_t *>(window)[index] = value;
+
+    orka_status_t status = ORKA_STATUS_SUCCESS;
+    if (orka_imem_msync(window, dspmemsize) != ORKA_STATUS_SUCCESS) {
+        const int saved_errno = errno;
+        report_error_errno(saved_errno, HERE, "Synching Memory.");
+        status = ORKA_STATUS_ERROR;
+    }
+    if (orka_imem_munmap_actual(window, dspmemsize) != ORKA_STATUS_SUCCESS) {
+        report_error(HERE, "Unmapping DSP Memory.");
+        status = ORKA_STATUS_ERROR;
+    }
+    return status;
+}
+
+/* Serial ports */
+
+/* A request to a port, with a second line where it fails: the image on the DSP may know nothing of it. */
+static orka_status_t ask_port(const call_site &site, int32_t fd, uint32_t request, void *record,
+                              const char *failed)
+{
+    if (ioctl(fd, request, record) != 0) {
+        const int saved_errno = errno;
+        report_error_errno(saved_errno, site, "%s", failed);
+        report_error_errno(saved_errno, site, "Feature Not Supported by DSP Image?");
+        return ORKA_STATUS_IO;
+    }
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_imem_read_mcbsp_register(orka_imem_mcbsp_registers_t *registers, uint16_t port)
+{
+    if (registers == nullptr)
+        return orka_null_pointer(HERE);
+    const int32_t fd = orka_idevice_imanage_fd();
+    if (fd < 0)
+        return orka_no_node(HERE, no_imanage);
+
+    *registers = {.port = port};
+    return ask_port(HERE, fd, IMANAGE_READ_MCBSP, registers, "Reading McBSP Registers.");
+}
+
+orka_status_t orka_imem_write_mcbsp_register(uint16_t port, uint16_t address, uint16_t value)
+{
+    const int32_t fd = orka_idevice_imanage_fd();
+    if (fd < 0)
+        return orka_no_node(HERE, no_imanage);
+
+    mcbsp_write_record record = {.port = port, .address = address, .value = value};
+    return ask_port(HERE, fd, IMANAGE_WRITE_MCBSP, &record, "Writing McBSP Registers.");
+}
+
+__attribute__((format(printf, 1, 2))) static void print_line(const char *format, ...)
+{
+    va_list arguments;
+
+    va_start(arguments, format);
+    vprintf(format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+}
+
+orka_status_t orka_imem_print_mcbsp_register(uint16_t port)
+{
+    orka_imem_mcbsp_registers_t registers;
+    const orka_status_t status = orka_imem_read_mcbsp_register(&registers, port);
+    if (status != ORKA_STATUS_SUCCESS)
+        return status;
+
+    print_line("%s McBSP %u Registers:\n", pname, port);
+    print_line("\tAddr   Value\n");
+    print_line("\t====== ======\n");
+    for (const orka_imem_mcbsp_register_t &row : registers.rows)
+        print_line("\t %04X  %04X\n", row.address, row.value);
+    print_line("\n\n");
+    return ORKA_STATUS_SUCCESS;
 }

@@ -465,10 +465,8 @@ orka_status_t orka_llist_insert(orka_llist_t *list, uintptr_t value, orka_llist_
 
     if (status != ORKA_STATUS_SUCCESS)
         return status;
-    if (compare == nullptr) {
-        report_error(HERE, "NULL Pointer Deref.");
-        return ORKA_STATUS_NULL_POINTER;
-    }
+    if (compare == nullptr)
+        return orka_null_pointer(HERE);
 
     lock_or_die(&list->mutex);
     status = insert_sorted(list, value, compare, key, HERE);
@@ -481,7 +479,7 @@ uintptr_t orka_llist_find(orka_llist_t *list, orka_llist_compare_t compare, uint
     if (orka_llist_check_handle(list) != ORKA_STATUS_SUCCESS)
         return 0;
     if (compare == nullptr) {
-        report_error(HERE, "NULL Pointer Deref.");
+        orka_null_pointer(HERE);
         return 0;
     }
 
@@ -497,7 +495,7 @@ uintptr_t orka_llist_delete(orka_llist_t *list, orka_llist_compare_t compare, ui
     if (orka_llist_check_handle(list) != ORKA_STATUS_SUCCESS)
         return 0;
     if (compare == nullptr) {
-        report_error(HERE, "NULL Pointer Deref.");
+        orka_null_pointer(HERE);
         return 0;
     }
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <strings.h>
 
+#include "common/orka_media_internal.h"
 #include "common/orka_status_internal.h"
 
 static const char pname[] = "ORKA_IMEDIA:";
@@ -63,6 +64,24 @@ static constexpr type_name imagedesc[] = {
 static constexpr size_t imagedesc_size = 8;
 static_assert(std::size(imagedesc) == imagedesc_size);
 
+static constexpr type_name mediafile_desc[] = {
+    {ORKA_FILE_TYPE_UNKNOWN, "UNKNOWN"}, {ORKA_FILE_TYPE_DETECT, "DETECT"}, {ORKA_FILE_TYPE_NONE, "NONE"},
+    {ORKA_FILE_TYPE_ASF, "ASF"},         {ORKA_FILE_TYPE_AVI, "AVI"},       {ORKA_FILE_TYPE_IRAW, "IRAW"},
+    {ORKA_FILE_TYPE_MKV, "MKV"},         {ORKA_FILE_TYPE_MP4, "MP4"},       {ORKA_FILE_TYPE_MPG, "MPG"},
+    {ORKA_FILE_TYPE_OGM, "OGM"},         {ORKA_FILE_TYPE_TS, "TS"},         {ORKA_FILE_TYPE_VES, "VES"},
+    {ORKA_FILE_TYPE_AUDIO, "AUDIO"},     {ORKA_FILE_TYPE_IMAGE, "IMAGE"},
+};
+static constexpr size_t mediafile_desc_size = 14;
+static_assert(std::size(mediafile_desc) == mediafile_desc_size);
+
+static constexpr type_name mediamux_desc[] = {
+    {ORKA_MUX_TYPE_UNKNOWN, "UNKNOWN"}, {ORKA_MUX_TYPE_DEFAULT, "DEFAULT"}, {ORKA_MUX_TYPE_2TO1, "2TO1"},
+    {ORKA_MUX_TYPE_1TO2, "1TO2"},       {ORKA_MUX_TYPE_LEFT, "LEFT"},       {ORKA_MUX_TYPE_RIGHT, "RIGHT"},
+    {ORKA_MUX_TYPE_AGC, "AGC"},
+};
+static constexpr size_t mediamux_desc_size = 7;
+static_assert(std::size(mediamux_desc) == mediamux_desc_size);
+
 using type_names = std::span<const type_name>;
 
 static const char *name_of(type_names rows, int32_t value)
@@ -74,13 +93,13 @@ static const char *name_of(type_names rows, int32_t value)
     return unknown;
 }
 
-static int32_t value_of(type_names rows, const char *name)
+static int32_t value_of(type_names rows, const char *name, int32_t otherwise)
 {
     for (const type_name &row : rows) {
         if (strcasecmp(row.name, name) == 0)
             return row.value;
     }
-    return 0;
+    return otherwise;
 }
 
 const char *orka_media_frame_string(orka_frame_type_t type)
@@ -103,22 +122,50 @@ const char *orka_media_image_string(orka_image_type_t type)
     return name_of(imagedesc, type);
 }
 
+const char *orka_media_file_string(orka_file_type_t type)
+{
+    return name_of(mediafile_desc, type);
+}
+
+const char *orka_media_mux_string(orka_mux_type_t type)
+{
+    return name_of(mediamux_desc, type);
+}
+
 orka_audio_type_t orka_media_audio_type(const char *audio_string)
 {
     ORKA_ASSERT_NOT_NULL(audio_string);
-    return value_of(audiodesc, audio_string);
+    return value_of(audiodesc, audio_string, ORKA_AUDIO_TYPE_NONE);
 }
 
 orka_video_type_t orka_media_video_type(const char *video_string)
 {
     ORKA_ASSERT_NOT_NULL(video_string);
-    return value_of(videodesc, video_string);
+    return value_of(videodesc, video_string, ORKA_VIDEO_TYPE_NONE);
 }
 
 orka_image_type_t orka_media_image_type(const char *image_string)
 {
     ORKA_ASSERT_NOT_NULL(image_string);
-    return value_of(imagedesc, image_string);
+    return value_of(imagedesc, image_string, ORKA_IMAGE_TYPE_NONE);
+}
+
+orka_file_type_t orka_media_file_type_by_name(const char *name)
+{
+    if (name == nullptr) {
+        orka_null_pointer(HERE);
+        return ORKA_FILE_TYPE_UNKNOWN;
+    }
+    return value_of(mediafile_desc, name, ORKA_FILE_TYPE_UNKNOWN);
+}
+
+orka_mux_type_t orka_media_mux_type_by_name(const char *name)
+{
+    if (name == nullptr) {
+        orka_null_pointer(HERE);
+        return ORKA_MUX_TYPE_UNKNOWN;
+    }
+    return value_of(mediamux_desc, name, ORKA_MUX_TYPE_UNKNOWN);
 }
 
 /* Rates */
@@ -220,6 +267,18 @@ void orka_media_image_type_print_list(FILE *stream, const char *prefix, const ch
                                       const char *suffix)
 {
     print_names(stream, prefix, separator, suffix, imagedesc);
+}
+
+void orka_media_file_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                     const char *suffix)
+{
+    print_names(stream, prefix, separator, suffix, mediafile_desc);
+}
+
+void orka_media_mux_type_print_list(FILE *stream, const char *prefix, const char *separator,
+                                    const char *suffix)
+{
+    print_names(stream, prefix, separator, suffix, mediamux_desc);
 }
 
 void orka_media_audio_print_valid_samplerates(FILE *stream, const char *prefix, const char *separator,
@@ -490,6 +549,117 @@ orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t 
     return ORKA_STATUS_SUCCESS;
 }
 
+/* Files */
+
+struct file_extension {
+    const char *extension;
+    orka_file_type_t file;
+    orka_audio_type_t audio;
+    orka_video_type_t video;
+    orka_image_type_t image;
+};
+
+/* Kept on purpose: the first match wins, so the second rows of ".bsac" and ".mp2" are never reached. */
+static constexpr file_extension mediafile_extensions[] = {
+    {".3gp", ORKA_FILE_TYPE_MP4, ORKA_AUDIO_TYPE_AAC, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".3gpp", ORKA_FILE_TYPE_MP4, ORKA_AUDIO_TYPE_AAC, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".aac", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_AAC, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".ac3", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_AC3, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".amr", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_GSMAMR, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".asf", ORKA_FILE_TYPE_ASF, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".avi", ORKA_FILE_TYPE_AVI, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".bes", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_BSAC, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".bsac", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_BSAC, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".divx", ORKA_FILE_TYPE_AVI, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".bmp", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_BMP},
+    {".bsac", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_BSAC, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g711", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G711, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g722", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G722, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g7221", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G7221, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g723", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G723, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g726", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G726, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g728", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G728, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".g729", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_G729, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".gif", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_GIF},
+    {".gvi", ORKA_FILE_TYPE_AVI, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".h263", ORKA_FILE_TYPE_VES, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_H263, ORKA_IMAGE_TYPE_NONE},
+    {".h264", ORKA_FILE_TYPE_VES, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_H264, ORKA_IMAGE_TYPE_NONE},
+    {".jpeg", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_JPEG},
+    {".jpg", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_JPEG},
+    {".m1v", ORKA_FILE_TYPE_VES, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_MPEG1, ORKA_IMAGE_TYPE_NONE},
+    {".m2v", ORKA_FILE_TYPE_VES, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+    {".m4v", ORKA_FILE_TYPE_VES, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".mkv", ORKA_FILE_TYPE_MKV, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".mp1", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_MP1, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".mp2", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".mp3", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".mp4", ORKA_FILE_TYPE_MP4, ORKA_AUDIO_TYPE_AAC, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".mp2", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".mpa", ORKA_FILE_TYPE_MPG, ORKA_AUDIO_TYPE_MP1, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".mov", ORKA_FILE_TYPE_MP4, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+    {".mpg", ORKA_FILE_TYPE_MPG, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+    {".mpeg", ORKA_FILE_TYPE_MPG, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG1, ORKA_IMAGE_TYPE_NONE},
+    {".ndx", ORKA_FILE_TYPE_IRAW, ORKA_AUDIO_TYPE_MP3, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".ogg", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_OGG, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".ogm", ORKA_FILE_TYPE_OGM, ORKA_AUDIO_TYPE_OGG, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".pcm", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_PCM, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".png", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_PNG},
+    {".skm", ORKA_FILE_TYPE_MP4, ORKA_AUDIO_TYPE_AAC, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".tif", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_TIFF},
+    {".tiff", ORKA_FILE_TYPE_IMAGE, ORKA_AUDIO_TYPE_NONE, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_TIFF},
+    {".trp", ORKA_FILE_TYPE_TS, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+    {".ts", ORKA_FILE_TYPE_TS, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+    {".wav", ORKA_FILE_TYPE_AUDIO, ORKA_AUDIO_TYPE_PCM, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".wma", ORKA_FILE_TYPE_ASF, ORKA_AUDIO_TYPE_WMA, ORKA_VIDEO_TYPE_NONE, ORKA_IMAGE_TYPE_NONE},
+    {".wmv", ORKA_FILE_TYPE_ASF, ORKA_AUDIO_TYPE_WMA, ORKA_VIDEO_TYPE_MPEG4, ORKA_IMAGE_TYPE_NONE},
+    {".vob", ORKA_FILE_TYPE_MPG, ORKA_AUDIO_TYPE_MP2, ORKA_VIDEO_TYPE_MPEG2, ORKA_IMAGE_TYPE_NONE},
+};
+static constexpr size_t mediafile_extensions_size = 52;
+static_assert(std::size(mediafile_extensions) == mediafile_extensions_size);
+
+static bool ends_with(const char *name, const char *extension)
+{
+    const size_t name_length = strlen(name);
+    const size_t length = strlen(extension);
+
+    return name_length >= length && strcasecmp(name + name_length - length, extension) == 0;
+}
+
+static const file_extension *find_extension(const char *file_name)
+{
+    for (const file_extension &row : mediafile_extensions) {
+        if (ends_with(file_name, row.extension))
+            return &row;
+    }
+    return nullptr;
+}
+
+orka_file_type_t orka_media_file_type2(const char *file_name, orka_audio_desc_t *adesc,
+                                       orka_video_desc_t *vdesc)
+{
+    if (file_name == nullptr || adesc == nullptr || vdesc == nullptr) {
+        orka_null_pointer(HERE);
+        return ORKA_FILE_TYPE_UNKNOWN;
+    }
+    *adesc = {};
+    *vdesc = {};
+
+    const file_extension *row = find_extension(file_name);
+    if (row == nullptr)
+        return ORKA_FILE_TYPE_UNKNOWN;
+    orka_media_audio_desc(adesc, row->audio, 0, 0);
+    orka_media_video_desc(vdesc, row->video, 0, 0);
+    return row->file;
+}
+
+orka_file_type_t orka_media_file_type(const char *file_name)
+{
+    orka_audio_desc_t adesc;
+    orka_video_desc_t vdesc;
+
+    return orka_media_file_type2(file_name, &adesc, &vdesc);
+}
+
 /* Codec frameworks */
 
 /* The first rule whose words the image's name contains decides. */
@@ -541,4 +711,168 @@ const char *orka_media_get_video_framework(const char *codec_name, orka_video_ty
     if (video_type == ORKA_VIDEO_TYPE_YUV422 || video_type == ORKA_VIDEO_TYPE_RGB888)
         return "raw";
     return find_framework(video_frameworks, codec_name, "mpeg4");
+}
+
+/* Frames */
+
+/*
+ * Patterns look at six bytes at most, their start code included: the last five of a frame are no place for
+ * one.
+ */
+static constexpr uint32_t no_place = 5;
+
+template <typename Pattern>
+static const uint8_t *find_pattern(const void *framebuffer, uint32_t size, Pattern pattern)
+{
+    const uint8_t *frame = static_cast<const uint8_t *>(framebuffer);
+
+    return size < no_place ? nullptr : find_start_code(frame, frame + (size - no_place), pattern);
+}
+
+template <typename Pattern>
+static int32_t check_pattern(const void *framebuffer, uint32_t size, Pattern pattern)
+{
+    return find_pattern(framebuffer, size, pattern) != nullptr ? 0 : -1;
+}
+
+/* Kept on purpose: a type that is not known is reported once for every place where it was to be sought. */
+static int32_t check_unknown(const call_site &site, const char *message, uint32_t size,
+                             orka_video_type_t video_type)
+{
+    for (uint32_t place = no_place; place < size; place++)
+        report_error(site, message, orka_media_video_string(video_type));
+    return -1;
+}
+
+/* Kept on purpose, here and below: which byte tells the kind of an MPEG-4 picture differs between the two. */
+static constexpr auto mpeg4_key_frame = [](const uint8_t *code) {
+    return (code[3] == 0xB6 && (code[4] & 3) == 0) || code[3] == 0xB0;
+};
+
+static constexpr auto mpeg4_p_frame = [](const uint8_t *code) {
+    return code[3] == 0xB6 && (code[5] & 3) == 1;
+};
+
+static constexpr auto h264_key_frame = [](const uint8_t *code) {
+    return code[3] == 0x67 || code[3] == 0x27 || code[3] == 0x65 || code[3] == 0x25;
+};
+
+static constexpr auto h264_p_frame = [](const uint8_t *code) { return code[3] == 0x57 || code[3] == 0x07; };
+
+/* Kept on purpose: asked for key frames and for P-frames alike. */
+static constexpr auto mpeg2_sequence = [](const uint8_t *code) { return code[3] == 0xB3; };
+
+static constexpr auto h264_recovery_point = [](const uint8_t *code) {
+    return code[3] == 0x06 && code[4] == 0x06;
+};
+
+int32_t orka_media_check_video_keyframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type)
+{
+    ORKA_ASSERT_NOT_NULL(framebuffer);
+    switch (video_type) {
+    case ORKA_VIDEO_TYPE_H263:
+    case ORKA_VIDEO_TYPE_MPEG4:
+        return check_pattern(framebuffer, size, mpeg4_key_frame);
+    case ORKA_VIDEO_TYPE_H264:
+        return check_pattern(framebuffer, size, h264_key_frame);
+    case ORKA_VIDEO_TYPE_MPEG2:
+        return check_pattern(framebuffer, size, mpeg2_sequence);
+    default:
+        return check_unknown(HERE, "FIXME: Need KeyFrame Determination for %s.", size, video_type);
+    }
+}
+
+int32_t orka_media_check_video_Pframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type)
+{
+    ORKA_ASSERT_NOT_NULL(framebuffer);
+    switch (video_type) {
+    case ORKA_VIDEO_TYPE_H263:
+    case ORKA_VIDEO_TYPE_MPEG4:
+        return check_pattern(framebuffer, size, mpeg4_p_frame);
+    case ORKA_VIDEO_TYPE_H264:
+        return check_pattern(framebuffer, size, h264_p_frame);
+    case ORKA_VIDEO_TYPE_MPEG2:
+        return check_pattern(framebuffer, size, mpeg2_sequence);
+    default:
+        return check_unknown(HERE, "FIXME: Need P-Frame Determination for %s.", size, video_type);
+    }
+}
+
+/* Bit reader. Kept on purpose: its state is the module's, and not locked. */
+
+static uint8_t bitsLeft; /* unread bits of the current byte, the first one highest */
+static int32_t lenLeft;  /* how many they are; below 0 after more than the eight that can be read at once */
+
+void resetBits()
+{
+    bitsLeft = 0;
+    lenLeft = 0;
+}
+
+/* A byte shifted by any count: bits that leave it are gone. */
+static uint8_t shifted_right(uint8_t byte, int32_t count)
+{
+    return count >= 0 && count < 8 ? static_cast<uint8_t>(byte >> count) : uint8_t{0};
+}
+
+static uint8_t shifted_left(uint8_t byte, int32_t count)
+{
+    return count < 8 ? static_cast<uint8_t>(byte << count) : uint8_t{0};
+}
+
+static uint8_t next_byte(bit_cursor *cursor)
+{
+    return cursor->next < cursor->end ? *cursor->next++ : uint8_t{0};
+}
+
+uint8_t getBits(bit_cursor *cursor, int32_t n)
+{
+    uint8_t result = shifted_right(bitsLeft, 8 - n);
+
+    lenLeft -= n;
+    if (lenLeft >= 1) {
+        bitsLeft = shifted_left(bitsLeft, n);
+        return result;
+    }
+    bitsLeft = next_byte(cursor);
+    if (lenLeft < 0)
+        result = static_cast<uint8_t>(result | shifted_right(bitsLeft, lenLeft + 8));
+    bitsLeft = shifted_left(bitsLeft, -lenLeft);
+    lenLeft += 8;
+    return result;
+}
+
+int16_t getUSEntropyCodedGolomb(bit_cursor *cursor)
+{
+    constexpr int32_t most_zeros = 16;
+    int32_t zeros = 0;
+    uint8_t bit = getBits(cursor, 1);
+
+    while (bit == 0 && ++zeros < most_zeros)
+        bit = getBits(cursor, 1);
+    /* Kept on purpose: with more than eight zeros the rest of the code is not read as it should be. */
+    return static_cast<int16_t>((bit << zeros | getBits(cursor, zeros)) - 1);
+}
+
+int32_t orka_media_get_video_SEI(const void *framebuffer, uint32_t size, orka_video_type_t video_type,
+                                 orka_video_sei_t *sei)
+{
+    static_assert(sizeof *sei == 8);
+
+    ORKA_ASSERT(framebuffer != nullptr && sei != nullptr, "framebuffer != ((void *)0) && sei != ((void *)0)");
+    if (video_type != ORKA_VIDEO_TYPE_H264 || size < no_place)
+        return -1;
+    resetBits();
+    memset(sei, 0, sizeof *sei);
+    const uint8_t *code = find_pattern(framebuffer, size, h264_recovery_point);
+    if (code == nullptr)
+        return -1;
+
+    /* Kept on purpose: what is read first is the payload's size. */
+    bit_cursor cursor = {code + 5, static_cast<const uint8_t *>(framebuffer) + size};
+    sei->recovery_frame_cnt = getUSEntropyCodedGolomb(&cursor) % 32;
+    sei->exact_match_flag = getBits(&cursor, 1);
+    sei->broken_link_flag = getBits(&cursor, 1);
+    sei->changing_slice_group_idc = getBits(&cursor, 2);
+    return 0;
 }

@@ -9,6 +9,8 @@
 #include "common/orka_pthread_internal.h"
 #include "common/orka_status_internal.h"
 
+static const char pname[] = "ORKA_PTHREAD:";
+
 /*
  * Every operation is a row of texts, a core, and two entries over the core: one that traces, one that is
  * quiet. run() does what all cores have in common.
@@ -139,32 +141,46 @@ static constexpr operation signal_cond = {
     .failure = ORKA_STATUS_MUTEX,
 };
 
-/* Printing: one printf a line, so that lines of several threads stay whole. */
+/*
+ * Printing: one printf a line, so that lines of several threads stay whole. Not marked cold: what is inlined
+ * around a call that is, g++ takes to be rare itself, and moves out of the way.
+ */
 
 struct line_text {
-    char text[64];
+    char text[96];
 };
 
-[[gnu::cold]] static line_text fill_in(const char *message, uint32_t word)
+template <typename... Words>
+[[gnu::noinline]] static line_text fill_in(const char *message, Words... words)
 {
     line_text line;
 
-    snprintf(line.text, sizeof line.text, message, word);
+    snprintf(line.text, sizeof line.text, message, words...);
     return line;
 }
 
-[[gnu::cold]] static void print_step(const caller &from, const char *message, uint32_t word)
+[[gnu::noinline]] static void print_line(const caller &from, const line_text &line)
 {
-    if (message == nullptr)
-        return;
-    printf("%s():[%d] %s\n", from.function, from.line, fill_in(message, word).text);
+    printf("%s():[%d] %s\n", from.function, from.line, line.text);
     fflush(stdout);
 }
 
-[[gnu::cold]] static void print_failure(const caller &from, const char *message, uint32_t word, int result)
+[[gnu::noinline]] static void print_line(const caller &from, const line_text &line, const char *reason)
 {
-    printf("%s():[%d] %s\n\t%s\n", from.function, from.line, fill_in(message, word).text, strerror(result));
+    printf("%s():[%d] %s\n\t%s\n", from.function, from.line, line.text, reason);
     fflush(stdout);
+}
+
+[[gnu::noinline]] static void print_step(const caller &from, const char *message, uint32_t word)
+{
+    if (message != nullptr)
+        print_line(from, fill_in(message, word));
+}
+
+[[gnu::noinline]] static void print_failure(const caller &from, const char *message, uint32_t word,
+                                            int result)
+{
+    print_line(from, fill_in(message, word), strerror(result));
 }
 
 static uint32_t address_word(const void *object)
@@ -370,7 +386,8 @@ orka_status_t orka_pthread_mutex_destroy_debug(pthread_mutex_t *mutex, const cha
     return orka_pthread_mutex_destroy_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_lock_actual(pthread_mutex_t *mutex, caller from)
+[[gnu::always_inline]] static inline orka_status_t orka_pthread_mutex_lock_actual(pthread_mutex_t *mutex,
+                                                                                  caller from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
     return run(lock_mutex, from, address_word(mutex), [=] { return pthread_mutex_lock(mutex); });
@@ -419,7 +436,8 @@ orka_status_t orka_pthread_mutex_trylock_debug(pthread_mutex_t *mutex, const cha
     return orka_pthread_mutex_trylock_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_unlock_actual(pthread_mutex_t *mutex, caller from)
+[[gnu::always_inline]] static inline orka_status_t orka_pthread_mutex_unlock_actual(pthread_mutex_t *mutex,
+                                                                                    caller from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
     return run(unlock_mutex, from, address_word(mutex), [=] { return pthread_mutex_unlock(mutex); });
@@ -523,7 +541,8 @@ orka_status_t orka_pthread_cond_wait_or_die_debug(pthread_cond_t *cond, pthread_
     return orka_pthread_cond_wait_or_die_actual(cond, mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_cond_broadcast_actual(pthread_cond_t *cond, caller from)
+[[gnu::always_inline]] static inline orka_status_t orka_pthread_cond_broadcast_actual(pthread_cond_t *cond,
+                                                                                      caller from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
     return run(broadcast_cond, from, address_word(cond), [=] { return pthread_cond_broadcast(cond); });
@@ -553,4 +572,491 @@ orka_status_t orka_pthread_cond_signal(pthread_cond_t *cond)
 orka_status_t orka_pthread_cond_signal_debug(pthread_cond_t *cond, const char *function, int line)
 {
     return orka_pthread_cond_signal_actual(cond, traced(function, line));
+}
+
+/* The reader-writer mutex */
+
+/* On whose behalf a core runs, and on which side. */
+struct rdwr_caller {
+    caller from;
+    const char *side;
+};
+
+static constexpr rdwr_caller quiet_reader = {quiet, "Reading"};
+static constexpr rdwr_caller quiet_writer = {quiet, "Writing"};
+
+static constexpr rdwr_caller traced_reader(const char *function, int line)
+{
+    return {traced(function, line), quiet_reader.side};
+}
+
+static constexpr rdwr_caller traced_writer(const char *function, int line)
+{
+    return {traced(function, line), quiet_writer.side};
+}
+
+/* One call: by whom and on which object. Two words, so that the quiet way keeps nothing in memory for it. */
+struct rdwr_call {
+    const rdwr_caller &by;
+    const orka_rdwr_mutex_t *mutex;
+};
+
+static uint32_t record_word(const orka_rdwr_mutex_t *mutex)
+{
+    return mutex != nullptr ? address_word(*mutex) : 0;
+}
+
+/* Each text takes the two addresses and the side. */
+[[gnu::noinline]] static line_text fill_in_call(rdwr_call call, const char *message)
+{
+    return fill_in(message, address_word(call.mutex), record_word(call.mutex), call.by.side);
+}
+
+[[gnu::noinline]] static void print_call(rdwr_call call, const char *message)
+{
+    print_line(call.by.from, fill_in_call(call, message));
+}
+
+[[gnu::noinline]] static void print_call_failure(rdwr_call call, const char *message, orka_status_t status)
+{
+    print_line(call.by.from, fill_in_call(call, message), orka_status_string(status));
+}
+
+static inline bool is_traced(rdwr_call call)
+{
+    return call.by.from.mode == trace_mode::trace;
+}
+
+static inline void trace_call(rdwr_call call, const char *message)
+{
+    if (is_traced(call)) [[unlikely]]
+        print_call(call, message);
+}
+
+/*
+ * Kept on purpose: a destroyed object still shows its record, which was zeroed before it was freed, and is
+ * looked at all the same. The sanitizers are told not to mind.
+ */
+[[gnu::no_sanitize_address, gnu::no_sanitize_thread]] static inline orka_status_t
+orka_pthread_rdwr_mutex_verify(const orka_rdwr_mutex_t *mutex)
+{
+    if (mutex == nullptr || *mutex == nullptr) [[unlikely]]
+        return ORKA_STATUS_NULL_POINTER;
+
+    const orka_rdwr_record *record = *mutex;
+    if (record->initialized != 1 || record->magic != ORKA_RDWR_MAGIC || record->mutex_initialized != 1 ||
+        record->cond_initialized != 1) [[unlikely]]
+        return ORKA_STATUS_INITIALIZATION;
+    return ORKA_STATUS_SUCCESS;
+}
+
+/* The mechanics of the four steps on the record's mutex and condition: each looks at the object anew. */
+template <typename Step>
+[[gnu::always_inline]] static inline orka_status_t do_step(rdwr_call call, orka_rdwr_record *tmutex,
+                                                           const char *error, Step step)
+{
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(call.mutex);
+    if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return valid;
+
+    ORKA_ASSERT_NOT_NULL(tmutex);
+    const orka_status_t status = step(*tmutex);
+    if (is_traced(call) && status != ORKA_STATUS_SUCCESS) [[unlikely]]
+        print_call_failure(call, error, status);
+    return status;
+}
+
+[[gnu::always_inline]] static inline orka_status_t lock_record(rdwr_call call, orka_rdwr_record *tmutex)
+{
+    return do_step(call, tmutex, "Error Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.",
+                   [](orka_rdwr_record &record) { return orka_pthread_mutex_lock(&record.mutex); });
+}
+
+[[gnu::always_inline]] static inline orka_status_t unlock_record(rdwr_call call, orka_rdwr_record *tmutex)
+{
+    return do_step(call, tmutex, "Error UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.",
+                   [](orka_rdwr_record &record) { return orka_pthread_mutex_unlock(&record.mutex); });
+}
+
+static orka_status_t wait_for_change(rdwr_call call, orka_rdwr_record *tmutex)
+{
+    return do_step(
+        call, tmutex, "Error Waiting RDWR Mutex Condition [0x%08X] at [0x%08X] for %s.",
+        [](orka_rdwr_record &record) { return orka_pthread_cond_wait(&record.cond, &record.mutex); });
+}
+
+[[gnu::always_inline]] static inline orka_status_t tell_change(rdwr_call call, orka_rdwr_record *tmutex)
+{
+    return do_step(call, tmutex, "Error Broadcasting RDWR Mutex Condition [0x%08X] at [0x%08X] for %s.",
+                   [](orka_rdwr_record &record) { return orka_pthread_cond_broadcast(&record.cond); });
+}
+
+static inline uint32_t read_count(const std::atomic<uint32_t> &count)
+{
+    return count.load(std::memory_order_relaxed);
+}
+
+/* Not one atomic step: whoever changes a count holds the record's mutex. */
+static inline void add_one(std::atomic<uint32_t> &count)
+{
+    count.store(read_count(count) + 1, std::memory_order_relaxed);
+}
+
+static inline void take_one(std::atomic<uint32_t> &count)
+{
+    count.store(read_count(count) - 1, std::memory_order_relaxed);
+}
+
+static inline bool can_grow(const std::atomic<uint32_t> &count)
+{
+    return read_count(count) != UINT32_MAX;
+}
+
+/* Readers let waiting writers pass: otherwise a stream of readers would keep them out. */
+static inline bool is_closed_to_readers(const orka_rdwr_record &record)
+{
+    return read_count(record.writer_writing) != 0 || read_count(record.writers_waiting) != 0;
+}
+
+static inline bool is_closed_to_writers(const orka_rdwr_record &record)
+{
+    return read_count(record.readers_reading) != 0 || read_count(record.writer_writing) != 0;
+}
+
+/* The end of both ways to lock, once it is known whether the lock was had. */
+[[gnu::always_inline]] static inline orka_status_t leave_lock(rdwr_call call, orka_rdwr_record *tmutex,
+                                                              orka_status_t status)
+{
+    unlock_record(call, tmutex);
+    if (is_traced(call) && status == ORKA_STATUS_SUCCESS) [[unlikely]]
+        print_call(call, "Locked RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    return status;
+}
+
+[[gnu::always_inline]] static inline orka_status_t
+orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+{
+    const rdwr_call call = {by, mutex};
+    orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
+    if (status != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return status;
+
+    orka_rdwr_record *tmutex = *mutex;
+    trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    lock_record(call, tmutex);
+    ORKA_ASSERT(can_grow(tmutex->readers_waiting), "tmutex->readers_waiting + 1 > tmutex->readers_waiting");
+    add_one(tmutex->readers_waiting);
+    while (status == ORKA_STATUS_SUCCESS && is_closed_to_readers(*tmutex))
+        status = wait_for_change(call, tmutex);
+    ORKA_ASSERT(read_count(tmutex->readers_waiting) > 0, "tmutex->readers_waiting > 0");
+    take_one(tmutex->readers_waiting);
+    if (status == ORKA_STATUS_SUCCESS) [[likely]] {
+        ORKA_ASSERT(can_grow(tmutex->readers_reading),
+                    "tmutex->readers_reading + 1 > tmutex->readers_reading");
+        add_one(tmutex->readers_reading);
+    }
+    return leave_lock(call, tmutex, status);
+}
+
+[[gnu::always_inline]] static inline orka_status_t
+orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+{
+    const rdwr_call call = {by, mutex};
+    orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
+    if (status != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return status;
+
+    orka_rdwr_record *tmutex = *mutex;
+    trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    lock_record(call, tmutex);
+    ORKA_ASSERT(can_grow(tmutex->writers_waiting), "tmutex->writers_waiting + 1 > tmutex->writers_waiting");
+    add_one(tmutex->writers_waiting);
+    while (status == ORKA_STATUS_SUCCESS && is_closed_to_writers(*tmutex))
+        status = wait_for_change(call, tmutex);
+    ORKA_ASSERT(read_count(tmutex->writers_waiting) > 0, "tmutex->writers_waiting > 0");
+    take_one(tmutex->writers_waiting);
+    if (status == ORKA_STATUS_SUCCESS) [[likely]] {
+        ORKA_ASSERT(read_count(tmutex->writer_writing) == 0, "tmutex->writer_writing == 0");
+        add_one(tmutex->writer_writing);
+    }
+    return leave_lock(call, tmutex, status);
+}
+
+/* The end of both ways to unlock. */
+[[gnu::always_inline]] static inline orka_status_t leave_unlock(rdwr_call call, orka_rdwr_record *tmutex)
+{
+    const orka_status_t status = unlock_record(call, tmutex);
+
+    if (is_traced(call) && status == ORKA_STATUS_SUCCESS) [[unlikely]]
+        print_call(call, "UnLocked RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    return status;
+}
+
+[[gnu::always_inline]] static inline orka_status_t
+orka_pthread_rdwr_mutex_runlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+{
+    const rdwr_call call = {by, mutex};
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+    if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return valid;
+
+    orka_rdwr_record *tmutex = *mutex;
+    trace_call(call, "UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    lock_record(call, tmutex);
+    ORKA_ASSERT(read_count(tmutex->readers_reading) > 0, "tmutex->readers_reading > 0");
+    take_one(tmutex->readers_reading);
+    if (read_count(tmutex->readers_reading) == 0)
+        tell_change(call, tmutex);
+    return leave_unlock(call, tmutex);
+}
+
+[[gnu::always_inline]] static inline orka_status_t
+orka_pthread_rdwr_mutex_wunlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+{
+    const rdwr_call call = {by, mutex};
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+    if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return valid;
+
+    orka_rdwr_record *tmutex = *mutex;
+    trace_call(call, "UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
+    lock_record(call, tmutex);
+    ORKA_ASSERT(read_count(tmutex->writer_writing) == 1, "tmutex->writer_writing == 1");
+    take_one(tmutex->writer_writing);
+    tell_change(call, tmutex);
+    return leave_unlock(call, tmutex);
+}
+
+/* What the four `_or_die` calls do on failure. Kept on purpose: one text, which speaks of unlocking. */
+[[noreturn, gnu::cold]] static void die(rdwr_call call)
+{
+    print_call(call, "Fatal Mutex UnLock Error [0x%08X] at [0x%08X] for %s.");
+    exit(1);
+}
+
+static orka_status_t or_die(orka_status_t status, rdwr_call call)
+{
+    if (status != ORKA_STATUS_SUCCESS) [[unlikely]]
+        die(call);
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_pthread_rdwr_mutex_rlock(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_rlock_actual(mutex, quiet_reader);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_rlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_rlock_actual(mutex, traced_reader(function, line));
+}
+
+orka_status_t orka_pthread_rdwr_mutex_rlock_or_die(orka_rdwr_mutex_t *mutex)
+{
+    return or_die(orka_pthread_rdwr_mutex_rlock(mutex), {quiet_reader, mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_rlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                         int line)
+{
+    return or_die(orka_pthread_rdwr_mutex_rlock_debug(mutex, function, line),
+                  {traced_reader(function, line), mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_runlock(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_runlock_actual(mutex, quiet_reader);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_runlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_runlock_actual(mutex, traced_reader(function, line));
+}
+
+orka_status_t orka_pthread_rdwr_mutex_runlock_or_die(orka_rdwr_mutex_t *mutex)
+{
+    return or_die(orka_pthread_rdwr_mutex_runlock(mutex), {quiet_reader, mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_runlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                           int line)
+{
+    return or_die(orka_pthread_rdwr_mutex_runlock_debug(mutex, function, line),
+                  {traced_reader(function, line), mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wlock(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_wlock_actual(mutex, quiet_writer);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_wlock_actual(mutex, traced_writer(function, line));
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wlock_or_die(orka_rdwr_mutex_t *mutex)
+{
+    return or_die(orka_pthread_rdwr_mutex_wlock(mutex), {quiet_writer, mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                         int line)
+{
+    return or_die(orka_pthread_rdwr_mutex_wlock_debug(mutex, function, line),
+                  {traced_writer(function, line), mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wunlock(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_wunlock_actual(mutex, quiet_writer);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wunlock_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_wunlock_actual(mutex, traced_writer(function, line));
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wunlock_or_die(orka_rdwr_mutex_t *mutex)
+{
+    return or_die(orka_pthread_rdwr_mutex_wunlock(mutex), {quiet_writer, mutex});
+}
+
+orka_status_t orka_pthread_rdwr_mutex_wunlock_or_die_debug(orka_rdwr_mutex_t *mutex, const char *function,
+                                                           int line)
+{
+    return or_die(orka_pthread_rdwr_mutex_wunlock_debug(mutex, function, line),
+                  {traced_writer(function, line), mutex});
+}
+
+/* The record's life */
+
+static orka_rdwr_record *allocate_record()
+{
+    void *memory = malloc(sizeof(orka_rdwr_record));
+
+    if (memory != nullptr)
+        memset(memory, 0, sizeof(orka_rdwr_record));
+    return static_cast<orka_rdwr_record *>(memory);
+}
+
+static void release_record(orka_rdwr_record *record)
+{
+    explicit_bzero(record, sizeof *record);
+    free(record);
+}
+
+static void destroy_parts(const call_site &site, orka_rdwr_record &record, bool destroys_mutex,
+                          bool destroys_cond)
+{
+    if (destroys_mutex && orka_pthread_mutex_destroy(&record.mutex) != ORKA_STATUS_SUCCESS)
+        report_error(site, "Error Destroying Mutex.");
+    /* Kept on purpose: the condition variable's failure has the mutex's text. */
+    if (destroys_cond && orka_pthread_cond_destroy(&record.cond) != ORKA_STATUS_SUCCESS)
+        report_error(site, "Error Destroying Mutex.");
+}
+
+static orka_status_t orka_pthread_rdwr_mutex_init_actual(orka_rdwr_mutex_t *mutex, caller from)
+{
+    const bool tracing = from.mode == trace_mode::trace;
+
+    ORKA_ASSERT_NOT_NULL(mutex);
+    if (tracing)
+        print_step(from, "Initializing RDWR Mutex [0x%08X].", address_word(mutex));
+
+    orka_rdwr_record *record = allocate_record();
+    if (record == nullptr)
+        return ORKA_STATUS_INSUFFICIENT_MEMORY;
+    record->mutex_initialized = orka_pthread_mutex_init(&record->mutex) == ORKA_STATUS_SUCCESS;
+    record->cond_initialized = orka_pthread_cond_init(&record->cond) == ORKA_STATUS_SUCCESS;
+
+    if (record->mutex_initialized != 1 || record->cond_initialized != 1) {
+        if (tracing)
+            print_step(from, "Error Initializing RDWR Mutex [0x%08X].", address_word(mutex));
+        /* Kept on purpose: what failed is destroyed, and what succeeded is left. */
+        destroy_parts(HERE, *record, record->mutex_initialized != 1, record->cond_initialized != 1);
+        release_record(record);
+        return ORKA_STATUS_MUTEX;
+    }
+
+    record->initialized = 1;
+    record->magic = ORKA_RDWR_MAGIC;
+    *mutex = record;
+    if (tracing)
+        print_line(from, fill_in("Initialized RDWR Mutex [0x%08X] at [0x%08X].", address_word(mutex),
+                                 address_word(record)));
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_pthread_rdwr_mutex_init(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_init_actual(mutex, quiet);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_init_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_init_actual(mutex, traced(function, line));
+}
+
+static orka_status_t orka_pthread_rdwr_mutex_destroy_actual(const orka_rdwr_mutex_t *mutex, caller from)
+{
+    const bool tracing = from.mode == trace_mode::trace;
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+
+    if (valid != ORKA_STATUS_SUCCESS) {
+        report_error(HERE, "Invalid RDWR Mutex.");
+        return valid;
+    }
+    const uint32_t at = record_word(mutex);
+    if (tracing)
+        print_line(from, fill_in("Destroying RDWR Mutex [0x%08X] at [0x%08X].", address_word(mutex), at));
+    destroy_parts(HERE, **mutex, true, true);
+    release_record(*mutex);
+    if (tracing)
+        print_line(from, fill_in("Destroyed RDWR Mutex [0x%08X] at [0x%08X].", address_word(mutex), at));
+    return ORKA_STATUS_SUCCESS;
+}
+
+orka_status_t orka_pthread_rdwr_mutex_destroy(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_destroy_actual(mutex, quiet);
+}
+
+orka_status_t orka_pthread_rdwr_mutex_destroy_debug(orka_rdwr_mutex_t *mutex, const char *function, int line)
+{
+    return orka_pthread_rdwr_mutex_destroy_actual(mutex, traced(function, line));
+}
+
+/* Kept on purpose: the counts are read without the record's mutex. */
+static void print_record(FILE *file, const orka_rdwr_mutex_t *mutex, const orka_rdwr_record *tmutex)
+{
+    const auto yes_or_no = [](uint32_t flag) { return flag == 1 ? "Yes" : "No"; };
+
+    ORKA_ASSERT(mutex != nullptr && tmutex != nullptr, "mutex != ((void *)0) && tmutex != ((void *)0)");
+    fprintf(file, "RDWR Mutex [0x%08X] at [0x%08X]:\n", address_word(mutex), address_word(tmutex));
+    fprintf(file, "\tInitialized      :%s\n", yes_or_no(tmutex->initialized));
+    fprintf(file, "\tMutex Initialized :%s\n", yes_or_no(tmutex->mutex_initialized));
+    fprintf(file, "\tCond Initialized  :%s\n", yes_or_no(tmutex->cond_initialized));
+    fprintf(file, "\tReaders Reading   :%d\n", static_cast<int32_t>(read_count(tmutex->readers_reading)));
+    fprintf(file, "\tReaders Waiting   :%d\n", static_cast<int32_t>(read_count(tmutex->readers_waiting)));
+    fprintf(file, "\tWriters Writing   :%d\n", static_cast<int32_t>(read_count(tmutex->writer_writing)));
+    fprintf(file, "\tWriters Waiting   :%d\n", static_cast<int32_t>(read_count(tmutex->writers_waiting)));
+}
+
+orka_status_t orka_pthread_rdwr_mutex_fstatus(FILE *file, orka_rdwr_mutex_t *mutex)
+{
+    ORKA_ASSERT_NOT_NULL(file);
+
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+    if (valid != ORKA_STATUS_SUCCESS)
+        fprintf(file, "RDWR Mutex Invalid\n");
+    else
+        print_record(file, mutex, *mutex);
+    fflush(file);
+    return valid;
+}
+
+orka_status_t orka_pthread_rdwr_mutex_status(orka_rdwr_mutex_t *mutex)
+{
+    return orka_pthread_rdwr_mutex_fstatus(stdout, mutex);
 }

@@ -19,6 +19,8 @@
 #ifndef ORKA_STATUS_INTERNAL_H
 #define ORKA_STATUS_INTERNAL_H
 
+#include "orka_status.h"
+
 /* Where a report is made: the module's tag, the function that noticed, and its source line. */
 struct call_site {
     const char *tag;
@@ -41,6 +43,13 @@ ORKA_REPORTER(2) void report_error(const call_site &site, const char *message, .
 
 /* A failure of a call that sets errno. */
 ORKA_REPORTER(3) void report_error_errno(int saved_errno, const call_site &site, const char *message, ...);
+
+/* Reports that an argument is null. */
+__attribute__((cold, noinline)) inline orka_status_t orka_null_pointer(const call_site &site)
+{
+    report_error(site, "NULL Pointer Deref.");
+    return ORKA_STATUS_NULL_POINTER;
+}
 
 /* Something odd that is not a failure; goes to standard output. */
 ORKA_REPORTER(2) void report_warning(const call_site &site, const char *message, ...);

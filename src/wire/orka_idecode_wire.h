@@ -91,6 +91,19 @@ static_assert(sizeof(video_setup_record) == 344 && offsetof(video_setup_record, 
 constexpr uint32_t IDECODE_SETUP_VIDEO = ior('d', 1, sizeof(video_setup_record));
 static_assert(IDECODE_SETUP_VIDEO == 0x81586401);
 
+/* The application's own words for the driver, which the library does not look into. */
+static_assert(sizeof(orka_idecode_subtitle_params_t) == 16);
+
+struct subtitle_setup_record {
+    int32_t channel;
+    int32_t stream;
+    orka_idecode_subtitle_params_t params;
+};
+static_assert(sizeof(subtitle_setup_record) == 24 && offsetof(subtitle_setup_record, params) == 8);
+
+constexpr uint32_t IDECODE_SETUP_SUBTITLE = ior('d', 4, sizeof(subtitle_setup_record));
+static_assert(IDECODE_SETUP_SUBTITLE == 0x80186404);
+
 struct flush_record {
     int32_t channel;
     int32_t stream;
@@ -100,14 +113,6 @@ static_assert(sizeof(flush_record) == 12 && offsetof(flush_record, flush) == 8);
 
 constexpr uint32_t IDECODE_FLUSH = ior('d', 34, sizeof(flush_record));
 static_assert(IDECODE_FLUSH == 0x800C6422);
-
-/* What the driver says of a wait or of a frame. */
-enum driver_status : int32_t {
-    driver_failure = -1,
-    driver_done = 0,
-    driver_timeout = 1,
-    driver_interrupted = 2,
-};
 
 struct wait_record {
     int32_t channel;

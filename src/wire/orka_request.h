@@ -1,5 +1,6 @@
 /*
- * How the drivers' request numbers are made: the Linux encoding of direction, size, type letter and number.
+ * How the drivers' request numbers are made, the Linux encoding of direction, size, type letter and number;
+ * and how drivers answer in a record.
  */
 #ifndef ORKA_WIRE_REQUEST_H
 #define ORKA_WIRE_REQUEST_H
@@ -36,6 +37,14 @@ constexpr uint32_t iowr(char type, uint32_t number, uint32_t size)
 {
     return request_number(direction_both, type, number, size);
 }
+
+/* What a driver says of a wait or of a frame. */
+enum driver_status : int32_t {
+    driver_failure = -1,
+    driver_done = 0,
+    driver_timeout = 1,
+    driver_interrupted = 2,
+};
 
 } // namespace orka::wire
 

@@ -1,5 +1,6 @@
 /* Every control operation of the decoders, a row each: what it sends, and what it says when that fails. */
-#include "driver/driver_test.h"
+#include "driver/control.h"
+#include "orka_idecode.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,35 +13,7 @@ namespace {
 constexpr const char *image_name = "mpeg4_aac_dec";
 orka_idecode_gain_t gain = {1, 2, 3, 4};
 
-/* Records whose every byte tells where it is. */
-template <typename Record>
-Record *counted()
-{
-    static Record record;
-    for (size_t i = 0; i < sizeof record; i++)
-        reinterpret_cast<uint8_t *>(&record)[i] = static_cast<uint8_t>(i * 7 + 1);
-    return &record;
-}
-
-template <typename Record>
-Bytes counted_bytes()
-{
-    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(counted<Record>());
-    return {bytes, bytes + sizeof(Record)};
-}
-
-struct Operation {
-    const char *function;
-    const Device &device;
-    uint32_t request;
-    Bytes sent;
-    orka_status_t (*call)();
-    const char *refused;
-    const char *no_node;
-
-    friend void PrintTo(const Operation &operation, std::ostream *stream) { *stream << operation.function; }
-};
-
+constexpr const char *no_subtitle = "ORKA_IDECODE: Obtaining SubTitleDec FD.";
 const Bytes name_bytes = text(image_name, strlen(image_name) + 1);
 
 const Operation operations[] = {
@@ -122,31 +95,32 @@ const Operation operations[] = {
      [] { return orka_idecode_audio_set_gain(&gain); },
      "ORKA_IDECODE: Calling Audio Decode Set Gain.",
      "ORKA_IDECODE: Obtaining IDecode FD."},
+    {"orka_idecode_load_subtitle_decoder_framework", subtitle_decoder, 0x80216400, name_bytes,
+     [] { return orka_idecode_load_subtitle_decoder_framework(image_name); },
+     "ORKA_IDECODE: Loading Subtitle Decode Framework.", no_subtitle},
+    {"orka_idecode_setup_subtitle_decoder", subtitle_decoder, 0x80186404,
+     words({0, 0}) + counted_bytes<orka_idecode_subtitle_params_t>(),
+     [] { return orka_idecode_setup_subtitle_decoder(counted<orka_idecode_subtitle_params_t>()); },
+     "ORKA_IDECODE: Calling SubTitleDec Setup.", no_subtitle},
+    {"orka_idecode_start_subtitle_decoder", subtitle_decoder, 0x80086406, words({2, 0}),
+     [] { return orka_idecode_start_subtitle_decoder(2); }, "ORKA_IDECODE: Calling Subtitle Decode Start.",
+     no_subtitle},
+    {"orka_idecode_pause_subtitle_decoder", subtitle_decoder, 0x80086409, words({-1, 0}),
+     [] { return orka_idecode_pause_subtitle_decoder(-1); }, "ORKA_IDECODE: Calling Subtitle Decode Pause.",
+     no_subtitle},
+    {"orka_idecode_stop_subtitle_decoder", subtitle_decoder, 0x80086407, words({7, 0}),
+     [] { return orka_idecode_stop_subtitle_decoder(7); }, "ORKA_IDECODE: Calling Subtitle Decode Stop.",
+     no_subtitle},
+    {"orka_idecode_teardown_subtitle_decoder", subtitle_decoder, 0x80086405, words({1, 0}),
+     [] { return orka_idecode_teardown_subtitle_decoder(1); }, "ORKA_IDECODE: Calling SubTitleDec Teardown.",
+     no_subtitle},
 };
 
-class DecoderControl : public DriverTest, public testing::WithParamInterface<Operation> {
-  protected:
-    size_t record_size() const { return GetParam().sent.size(); }
-
-    /* The request is refused with this result, whatever its sign. */
-    void expect_refused(int result)
-    {
-        kernel.node(GetParam().device.node);
-        kernel.refuse(GetParam().device.node, GetParam().request, record_size(), EBUSY, result);
-        EXPECT_EQ(GetParam().call(), ORKA_STATUS_ERROR);
-        EXPECT_EQ(log.take_error(), error_line(GetParam().function, GetParam().refused, EBUSY));
-    }
-};
+class DecoderControl : public ControlTest {};
 
 TEST_P(DecoderControl, SendsExactlyItsRecord)
 {
-    kernel.node(GetParam().device.node);
-    kernel.accept(GetParam().device.node, GetParam().request, record_size());
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
-    Call call = only_request();
-    EXPECT_STREQ(call.path, GetParam().device.node);
-    EXPECT_EQ(call.request, GetParam().request);
-    EXPECT_EQ(call.sent(), GetParam().sent);
+    expect_sent();
 }
 
 TEST_P(DecoderControl, IsAnErrorWhenTheDriverRefuses)
@@ -161,21 +135,10 @@ TEST_P(DecoderControl, IsAnErrorWhenTheDriverAnswersAnythingButZero)
 
 TEST_P(DecoderControl, IsAnInputOutputFailureWithoutItsNode)
 {
-    kernel.missing(GetParam().device.node, EACCES);
-    kernel.missing(GetParam().device.fallback, ENODEV);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_IO);
-    EXPECT_EQ(log.take_error(),
-              GetParam().device.missing_line(ENODEV) + error_line(GetParam().function, GetParam().no_node));
-    EXPECT_EQ(kernel.paths(Fn::open),
-              (std::vector<std::string>{GetParam().device.node, GetParam().device.fallback}));
+    expect_no_node();
 }
 
-std::string operation_name(const testing::TestParamInfo<Operation> &info)
-{
-    return info.param.function;
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, DecoderControl, testing::ValuesIn(operations), operation_name);
+INSTANTIATE_TEST_SUITE_P(Operations, DecoderControl, testing::ValuesIn(operations), row_name<Operation>);
 
 class DecoderNames : public DriverTest {};
 
@@ -202,6 +165,14 @@ TEST_F(DecoderNames, OfThirtyFiveCharactersFillTheVideoRecord)
     std::string longest(35, 'x');
     EXPECT_EQ(orka_idecode_load_video_decoder_framework(0, 0, longest.c_str()), ORKA_STATUS_SUCCESS);
     EXPECT_EQ(only_request().sent(), words({0, 0}) + text(longest, 36));
+}
+
+TEST_F(DecoderNames, AreHandedToTheSubtitleDriverInPlace)
+{
+    kernel.node("/dev/subtldecode");
+    kernel.accept("/dev/subtldecode", 0x80216400, name_record);
+    EXPECT_EQ(orka_idecode_load_subtitle_decoder_framework(image_name), ORKA_STATUS_SUCCESS);
+    EXPECT_EQ(only_request().argument, image_name);
 }
 
 struct Wait {
@@ -276,19 +247,7 @@ TEST_P(DecoderWaiting, EndsWithANegativeStatusThatNobodyKnows)
     expect_status(0xFFFFFFFE, ORKA_STATUS_ERROR, "ORKA_IDECODE: Unknown Decoder Status.");
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, DecoderWaiting, testing::ValuesIn(waits),
-                         [](const testing::TestParamInfo<Wait> &info) {
-                             return std::string(info.param.function);
-                         });
-
-struct Assertion {
-    const char *function;
-    const Device &device;
-    const char *expression;
-    void (*call)();
-
-    friend void PrintTo(const Assertion &assertion, std::ostream *stream) { *stream << assertion.function; }
-};
+INSTANTIATE_TEST_SUITE_P(Calls, DecoderWaiting, testing::ValuesIn(waits), row_name<Wait>);
 
 const Assertion assertions[] = {
     {"orka_idecode_load_audio_decoder_framework", audio_decoder, "fwname != ((void *)0)",
@@ -301,6 +260,10 @@ const Assertion assertions[] = {
      [] { orka_idecode_setup_audio_decoder(nullptr); }},
     {"orka_idecode_setup_video_decoder", video_decoder, "params != ((void *)0)",
      [] { orka_idecode_setup_video_decoder(0, 0, nullptr); }},
+    {"orka_idecode_load_subtitle_decoder_framework", subtitle_decoder, "fwname != ((void *)0)",
+     [] { orka_idecode_load_subtitle_decoder_framework(nullptr); }},
+    {"orka_idecode_setup_subtitle_decoder", subtitle_decoder, "params != ((void *)0)",
+     [] { orka_idecode_setup_subtitle_decoder(nullptr); }},
 };
 
 class DecoderNull : public testing::TestWithParam<Assertion> {};
@@ -326,25 +289,7 @@ TEST_P(DecoderNull, AbortsAfterTheNodeWasTriedAndBeforeItsFailureIsReported)
     EXPECT_THAT(ending.error, testing::Not(testing::HasSubstr("ORKA_IDECODE: Obtaining")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Arguments, DecoderNull, testing::ValuesIn(assertions),
-                         [](const testing::TestParamInfo<Assertion> &info) {
-                             return std::string(info.param.function);
-                         });
-
-struct GainRow {
-    int db;
-    uint16_t shift;
-    uint16_t mantissa;
-};
-
-/* 13 dB is one past the last row; what stands there is taken for a row. */
-const GainRow gain_rows[] = {
-    {-12, 0, 2067}, {-11, 0, 2602}, {-10, 0, 3276}, {-9, 0, 4125},  {-8, 0, 5193},  {-7, 0, 6537},
-    {-6, 0, 8230},  {-5, 0, 10361}, {-4, 0, 13044}, {-3, 0, 16422}, {-2, 0, 20674}, {-1, 0, 26027},
-    {0, 0, 32767},  {1, 1, 20625},  {2, 1, 25966},  {3, 1, 32689},  {4, 2, 20576},  {5, 2, 25904},
-    {6, 2, 32611},  {7, 3, 20528},  {8, 3, 25843},  {9, 3, 32534},  {10, 4, 20479}, {11, 4, 25782},
-    {12, 4, 32457}, {13, 25, 0},
-};
+INSTANTIATE_TEST_SUITE_P(Arguments, DecoderNull, testing::ValuesIn(assertions), row_name<Assertion>);
 
 class DecoderGain : public DriverTest {
   protected:
@@ -365,11 +310,6 @@ class DecoderGain : public DriverTest {
         return only_request().sent();
     }
 };
-
-Bytes halves(uint16_t a, uint16_t b, uint16_t c, uint16_t d)
-{
-    return words({b << 16 | a, d << 16 | c});
-}
 
 TEST_F(DecoderGain, HasARowForEachDecibel)
 {

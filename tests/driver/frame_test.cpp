@@ -1,5 +1,6 @@
 /* Frames of the decoders' queues, and the display clocks. */
 #include "driver/driver_test.h"
+#include "orka_idecode.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -35,21 +36,7 @@ orka_idecode_queue_t queue_of(const Kind &kind)
             .vbase = vbase};
 }
 
-/* Thirteen words that tell where they are; the fourth is the buffer's address. */
-orka_idecode_frame_t frame_at(uint32_t address)
-{
-    orka_idecode_frame_t frame;
-    for (uint32_t i = 0; i < 13; i++)
-        set_word(&frame, 4 * i, 0xF0000000 + i);
-    frame.addr = address;
-    return frame;
-}
-
-Bytes bytes_of(const orka_idecode_frame_t &frame)
-{
-    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(&frame);
-    return {bytes, bytes + sizeof frame};
-}
+using Frame = orka_idecode_frame_t;
 
 using Take = orka_status_t (*)(orka_idecode_frame_t *, const orka_idecode_queue_t *, int32_t);
 using Give = orka_status_t (*)(const orka_idecode_frame_t *, const orka_idecode_queue_t *);
@@ -90,13 +77,15 @@ const Taking takings[] = {
      new_failed, new_interrupted},
     {"orka_idecode_get_video_frame", orka_idecode_get_video_frame, 0xC0486415, video, new_frame, aquiring,
      new_failed, new_interrupted},
+    {"orka_idecode_get_subtitle_frame", orka_idecode_get_subtitle_frame, 0xC0486415, subtitle, new_frame,
+     aquiring, new_failed, new_interrupted},
 };
 
 class DecoderTakeFrame : public DriverTest, public testing::WithParamInterface<Taking> {
   protected:
     void SetUp() override { kernel.node(GetParam().kind.device.node); }
 
-    void answer(int result, uint32_t status, orka_idecode_frame_t delivered = frame_at(pbase + 0x100))
+    void answer(int result, uint32_t status, orka_idecode_frame_t delivered = frame_at<Frame>(pbase + 0x100))
     {
         kernel.on(GetParam().kind.device.node, GetParam().request, 72, [=](void *record) {
             set_word(record, 16, status);
@@ -113,13 +102,13 @@ class DecoderTakeFrame : public DriverTest, public testing::WithParamInterface<T
     {
         EXPECT_EQ(take(), status);
         EXPECT_EQ(log.take_error(), lines);
-        EXPECT_EQ(bytes_of(frame), bytes_of(frame_at(7)));
+        EXPECT_EQ(bytes_of(frame), bytes_of(frame_at<Frame>(7)));
     }
 
     std::string reported(const char *message) { return error_line(GetParam().reporter, message); }
 
     orka_idecode_queue_t queue = queue_of(GetParam().kind);
-    orka_idecode_frame_t frame = frame_at(7);
+    orka_idecode_frame_t frame = frame_at<Frame>(7);
 };
 
 TEST_P(DecoderTakeFrame, SendsExactlyItsRecord)
@@ -143,7 +132,7 @@ TEST_P(DecoderTakeFrame, DeliversTheFrameWithItsVirtualAddress)
 {
     answer(0, 0);
     EXPECT_EQ(take(), ORKA_STATUS_SUCCESS);
-    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at(vbase + 0x100)));
+    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at<Frame>(vbase + 0x100)));
 }
 
 TEST_P(DecoderTakeFrame, TakesAPositiveResultForSuccess)
@@ -213,7 +202,7 @@ TEST_P(DecoderTakeFrame, AbortsOnAFrameWithoutAddress)
 {
     Ending ending = end_of([this](Kernel &) {
         SetUp();
-        answer(0, 0, frame_at(0));
+        answer(0, 0, frame_at<Frame>(0));
         take();
     });
     EXPECT_EQ(
@@ -250,6 +239,8 @@ const Giving givings[] = {
     {release_frame, orka_idecode_release_frame, 0xC0406418, subtitle, release_frame},
     {"orka_idecode_commit_audio_frame", orka_idecode_commit_audio_frame, 0xC0406416, audio, commit_frame},
     {"orka_idecode_commit_video_frame", orka_idecode_commit_video_frame, 0xC0406416, video, commit_frame},
+    {"orka_idecode_commit_subtitle_frame", orka_idecode_commit_subtitle_frame, 0xC0406416, subtitle,
+     commit_frame},
 };
 
 class DecoderGiveFrame : public DriverTest, public testing::WithParamInterface<Giving> {
@@ -264,7 +255,7 @@ class DecoderGiveFrame : public DriverTest, public testing::WithParamInterface<G
     orka_status_t give() { return GetParam().call(&frame, &queue); }
 
     orka_idecode_queue_t queue = queue_of(GetParam().kind);
-    orka_idecode_frame_t frame = frame_at(vbase + 0x100);
+    orka_idecode_frame_t frame = frame_at<Frame>(vbase + 0x100);
 };
 
 TEST_P(DecoderGiveFrame, SendsExactlyItsRecordWithThePhysicalAddress)
@@ -274,14 +265,14 @@ TEST_P(DecoderGiveFrame, SendsExactlyItsRecordWithThePhysicalAddress)
     Call call = only_request();
     EXPECT_STREQ(call.path, GetParam().kind.device.node);
     EXPECT_EQ(call.request, GetParam().request);
-    EXPECT_EQ(call.sent(), words({2, 1, 8}) + bytes_of(frame_at(pbase + 0x100)));
+    EXPECT_EQ(call.sent(), words({2, 1, 8}) + bytes_of(frame_at<Frame>(pbase + 0x100)));
 }
 
 TEST_P(DecoderGiveFrame, LeavesTheCallersFrameAsItIs)
 {
     answer(0);
     EXPECT_EQ(give(), ORKA_STATUS_SUCCESS);
-    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at(vbase + 0x100)));
+    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at<Frame>(vbase + 0x100)));
 }
 
 TEST_P(DecoderGiveFrame, TakesAPositiveResultForSuccess)
@@ -296,7 +287,7 @@ TEST_P(DecoderGiveFrame, IsAnInputOutputFailureWhenRefused)
     EXPECT_EQ(give(), ORKA_STATUS_IO);
     EXPECT_EQ(log.take_error(),
               error_line(GetParam().reporter, "ORKA_IDECODE: Committing Audio Frame.", ENOSPC));
-    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at(vbase + 0x100)));
+    EXPECT_EQ(bytes_of(frame), bytes_of(frame_at<Frame>(vbase + 0x100)));
 }
 
 TEST_P(DecoderGiveFrame, IsAnInputOutputFailureWithoutItsNode)
@@ -358,7 +349,7 @@ class DecoderFrameOfAnotherKind : public DriverTest {
         EXPECT_TRUE(kernel.calls({Fn::open, Fn::ioctl}).empty());
     }
 
-    orka_idecode_frame_t frame = frame_at(vbase);
+    orka_idecode_frame_t frame = frame_at<Frame>(vbase);
     orka_idecode_queue_t audio_queue = queue_of(audio);
     orka_idecode_queue_t video_queue = queue_of(video);
     orka_idecode_queue_t subtitle_queue = queue_of(subtitle);
@@ -383,6 +374,10 @@ TEST_F(DecoderFrameOfAnotherKind, IsRefusedByTheTypedGetCalls)
                           orka_idecode_get_video_frame(&frame, &subtitle_queue, 0));
     expect_invalid_handle("orka_idecode_get_audio_frame",
                           orka_idecode_get_audio_frame(&frame, &subtitle_queue, 0));
+    expect_invalid_handle("orka_idecode_get_subtitle_frame",
+                          orka_idecode_get_subtitle_frame(&frame, &video_queue, 0));
+    expect_invalid_handle("orka_idecode_get_subtitle_frame",
+                          orka_idecode_get_subtitle_frame(&frame, &audio_queue, 0));
 }
 
 TEST_F(DecoderFrameOfAnotherKind, IsRefusedByTheTypedCommitCalls)
@@ -393,6 +388,8 @@ TEST_F(DecoderFrameOfAnotherKind, IsRefusedByTheTypedCommitCalls)
                           orka_idecode_commit_audio_frame(&frame, &video_queue));
     expect_invalid_handle("orka_idecode_commit_video_frame",
                           orka_idecode_commit_video_frame(&frame, &subtitle_queue));
+    expect_invalid_handle("orka_idecode_commit_subtitle_frame",
+                          orka_idecode_commit_subtitle_frame(&frame, &audio_queue));
 }
 
 struct Clock {

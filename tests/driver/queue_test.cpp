@@ -1,11 +1,13 @@
 /* Opening and releasing the decoders' queues. */
 #include "driver/driver_test.h"
+#include "orka_idecode.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <tuple>
 
 using namespace orka_test;
 using testing::HasSubstr;
@@ -60,6 +62,14 @@ const Opening openings[] = {
      "ORKA_IDECODE: Obtaining Video Decode FD.",
      "ORKA_IDECODE: Video Decode Queue Addr - Stream 0 of Channel 3.",
      "ORKA_IDECODE: Error Mapping Video Queue."},
+    {"subtitle", "orka_idecode_get_subtitle_queueid", subtitle_decoder,
+     [] { return orka_idecode_get_subtitle_queue(0); }, 0, 0, 3, 0x49445153,
+     "ORKA_IDECODE: Obtaining SubTitleDec FD.", "ORKA_IDECODE: Subtitle Decode Queue Addr.",
+     "ORKA_IDECODE: Error Mapping Subtitle Queue."},
+    {"subtitle_with_id", "orka_idecode_get_subtitle_queueid", subtitle_decoder,
+     [] { return orka_idecode_get_subtitle_queueid(0, 9); }, 0, 0, 9, 0x49445153,
+     "ORKA_IDECODE: Obtaining SubTitleDec FD.", "ORKA_IDECODE: Subtitle Decode Queue Addr.",
+     "ORKA_IDECODE: Error Mapping Subtitle Queue."},
 };
 
 class DecoderOpenQueue : public DriverTest, public testing::WithParamInterface<Opening> {
@@ -130,8 +140,9 @@ TEST_P(DecoderOpenQueue, ShowsThePhysicalMemory)
 
 TEST_P(DecoderOpenQueue, FailsWithoutTheDriversNode)
 {
-    kernel.missing(GetParam().device.node, ENXIO);
-    expect_failure(GetParam().device.missing_line(ENOENT) +
+    for (const std::string &name : GetParam().device.names())
+        kernel.missing(name.c_str(), ENXIO);
+    expect_failure(GetParam().device.missing_line(ENXIO) +
                    error_line(GetParam().function, GetParam().no_node));
 }
 
@@ -211,28 +222,50 @@ INSTANTIATE_TEST_SUITE_P(Ways, DecoderOpenQueue, testing::ValuesIn(openings),
                              return std::string(info.param.name);
                          });
 
-class DecoderAudioChannel : public DriverTest, public testing::WithParamInterface<int32_t> {};
+/* Where a decoder has one channel: its two calls, and the line that refuses the others. */
+struct OnlyChannel {
+    const Device &device;
+    orka_idecode_queue_t *(*queue)(int32_t channel);
+    orka_idecode_queue_t *(*queueid)(int32_t channel, uint32_t queueid);
+    std::string refused;
 
-const std::string only_channel_zero = error_line(
-    "orka_idecode_get_audio_queueid", "ORKA_IDECODE: Only Decode Channel 0 Supported at This Time.");
+    friend void PrintTo(const OnlyChannel &row, std::ostream *stream) { *stream << row.device.node; }
+};
 
-TEST_P(DecoderAudioChannel, OtherThanZeroIsRefused)
+constexpr const char *only_channel_zero = "ORKA_IDECODE: Only Decode Channel 0 Supported at This Time.";
+
+const OnlyChannel only_channels[] = {
+    {audio_decoder, orka_idecode_get_audio_queue, orka_idecode_get_audio_queueid,
+     error_line("orka_idecode_get_audio_queueid", only_channel_zero)},
+    {subtitle_decoder, orka_idecode_get_subtitle_queue, orka_idecode_get_subtitle_queueid,
+     error_line("orka_idecode_get_subtitle_queueid", only_channel_zero)},
+};
+
+class DecoderChannel : public DriverTest,
+                       public testing::WithParamInterface<std::tuple<OnlyChannel, int32_t>> {
+  protected:
+    const OnlyChannel &row() const { return std::get<0>(GetParam()); }
+    int32_t channel() const { return std::get<1>(GetParam()); }
+};
+
+TEST_P(DecoderChannel, OtherThanZeroIsRefused)
 {
-    kernel.node("/dev/adecode");
+    kernel.node(row().device.node);
     kernel.watch_block(32);
-    EXPECT_EQ(orka_idecode_get_audio_queue(GetParam()), nullptr);
-    EXPECT_EQ(log.take_error(), only_channel_zero);
+    EXPECT_EQ(row().queue(channel()), nullptr);
+    EXPECT_EQ(log.take_error(), row().refused);
     EXPECT_TRUE(kernel.calls(Fn::ioctl).empty());
     EXPECT_FALSE(kernel.was_freed());
 }
 
-TEST_P(DecoderAudioChannel, IsLookedAtAfterTheNodeWasOpenedAndBeforeItsFailure)
+TEST_P(DecoderChannel, IsLookedAtAfterTheNodeWasOpenedAndBeforeItsFailure)
 {
-    EXPECT_EQ(orka_idecode_get_audio_queueid(GetParam(), 3), nullptr);
-    EXPECT_EQ(log.take_error(), audio_decoder.missing_line(ENOENT) + only_channel_zero);
+    EXPECT_EQ(row().queueid(channel(), 3), nullptr);
+    EXPECT_EQ(log.take_error(), row().device.missing_line(ENOENT) + row().refused);
 }
 
-INSTANTIATE_TEST_SUITE_P(Channels, DecoderAudioChannel, testing::Values(1, -1, 3));
+INSTANTIATE_TEST_SUITE_P(Channels, DecoderChannel,
+                         testing::Combine(testing::ValuesIn(only_channels), testing::Values(1, -1, 2)));
 
 class DecoderQueue : public DriverTest {
   protected:

@@ -6,7 +6,7 @@ include=$1 cc=$2 cxx=$3
 strict=(-Wall -Wextra -Wpedantic -Werror -pedantic-errors -fsyntax-only -I"$include")
 count=0
 
-for header in "$include"/orka_*.h; do
+for header in "$include"/*.h; do
     name=$(basename "$header")
     echo "#include \"$name\"" | "$cc" -std=c99 -Wstrict-prototypes "${strict[@]}" -x c -
     echo "#include \"$name\"" | "$cxx" -std=c++20 "${strict[@]}" -x c++ -

@@ -1,6 +1,6 @@
 #include "catalogue.h"
 
-#include "failure.h"
+#include "common/failure.h"
 
 namespace orka::play {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "ffmpeg.h"
+#include "common/ffmpeg.h"
 #include "orka_idecode.h"
 
 namespace orka::play {

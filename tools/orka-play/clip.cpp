@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "failure.h"
+#include "common/failure.h"
 
 namespace orka::play {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <string>
 
-#include "ffmpeg.h"
+#include "common/ffmpeg.h"
 
 namespace orka::play {
 

@@ -1,6 +1,6 @@
 #include "decoder.h"
 
-#include "failure.h"
+#include "common/failure.h"
 
 namespace orka::play {
 

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <optional>
 
-#include "ffmpeg.h"
+#include "common/ffmpeg.h"
 
 namespace orka::play {
 

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "failure.h"
+#include "common/failure.h"
 
 namespace orka::play {
 
@@ -63,7 +63,7 @@ std::optional<Options> parse_options(int argc, char **argv, int &status)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        status = app.exit(error) == 0 ? status_played : status_usage;
+        status = app.exit(error) == 0 ? status_done : status_usage;
         return std::nullopt;
     }
     options.real_time = clock == "real";

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "common/failure.h"
 #include "decoder.h"
-#include "failure.h"
 
 namespace orka::play {
 

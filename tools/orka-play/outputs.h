@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "ffmpeg.h"
+#include "common/ffmpeg.h"
 #include "orka_idecode.h"
 
 namespace orka::play {

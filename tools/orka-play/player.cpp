@@ -5,11 +5,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include <csignal>
-#include <unistd.h>
-
 #include "catalogue.h"
-#include "failure.h"
+#include "common/failure.h"
+#include "common/process.h"
+#include "common/progress_line.h"
+#include "common/text.h"
 
 namespace orka::play {
 
@@ -19,32 +19,9 @@ namespace {
 constexpr int32_t patience_ms = 100;
 constexpr std::chrono::milliseconds patience{patience_ms};
 
-/* Threads that are made while this lives leave signals to the thread that made it. */
-class SignalsHeld {
-  public:
-    SignalsHeld()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsHeld(const SignalsHeld &) = delete;
-    SignalsHeld &operator=(const SignalsHeld &) = delete;
-
-  private:
-    sigset_t before_;
-};
-
 void notice(const std::string &text)
 {
     fprintf(stderr, "orka-play: %s\n", text.c_str());
-}
-
-void check_board()
-{
-    if (access("/dev/idecode", F_OK) != 0)
-        throw Failure("no /dev/idecode: run it under `orka-board run -- …`", status_no_board);
 }
 
 std::string damage_text(uint32_t damaged, uint32_t all, const char *what)
@@ -59,7 +36,7 @@ Player::Player(Clip &clip, const Options &options, const std::atomic<bool> &stop
     : clip_(clip), options_(options), stop_(stop)
 {
     const Choice choice = choose();
-    check_board();
+    check_board("/dev/idecode");
     set_up(choice);
     open_outputs(choice);
 }
@@ -333,7 +310,7 @@ void Player::start_threads()
 /* Until all is taken or a thread fails; signals tell nobody, so they are looked for. */
 void Player::watch()
 {
-    Progress line;
+    ProgressLine line;
     std::unique_lock lock(mutex_);
     while (takers_ > 0 && !ending()) {
         line.show(progress());
@@ -383,18 +360,15 @@ double Player::elapsed() const
     return std::chrono::duration<double>(until - begin_).count();
 }
 
-ProgressState Player::progress() const
+std::string Player::progress() const
 {
     const Stream &stream = video_ ? *video_ : *audio_;
     const uint32_t out = stream.frames_out;
     const uint32_t in = stream.frames_in;
-    return {
-        .position = stream.position / 1000.0,
-        .length = clip_.seconds(),
-        .rate = out / std::max(elapsed(), 1e-3),
-        .queued = in > out ? in - out : 0,
-        .queue_limit = stream.queue_limit,
-    };
+    const std::string length = clip_.seconds() > 0 ? format(" of %.1f s", clip_.seconds()) : "";
+    return format("%.1f s", stream.position / 1000.0) + length +
+           format("  %.1f frames/s  queue %u/%u", out / std::max(elapsed(), 1e-3), in > out ? in - out : 0,
+                  stream.queue_limit);
 }
 
 void Player::print_summary() const

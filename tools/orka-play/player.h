@@ -19,7 +19,6 @@
 #include "options.h"
 #include "outputs.h"
 #include "packet_queue.h"
-#include "progress.h"
 #include "snapshot.h"
 
 namespace orka::play {
@@ -88,7 +87,7 @@ class Player {
     bool ending() const { return stop_ || failed_; }
     std::vector<Stream *> streams() const;
     Stream *stream_at(int index);
-    ProgressState progress() const;
+    std::string progress() const;
     double elapsed() const;
     void report_faults() const;
 

@@ -20,8 +20,6 @@ class Snapshot {
     void save() const; /* throws Failure */
 
   private:
-    std::vector<uint8_t> to_rgb() const;
-
     std::string path_;
     std::optional<double> at_;
     orka_idecode_frame_t frame_ = {};

@@ -28,15 +28,16 @@ constexpr std::chrono::milliseconds eternity = 20s;
 
 class TestFile final : public File {
   public:
-    explicit TestFile(wire::node node) : node_(node) {}
+    explicit TestFile(wire::node node, int32_t process = 1) : node_(node), process_(process) {}
     uint32_t number() const override { return 1; }
     wire::node node() const override { return node_; }
-    int32_t process() const override { return 1; }
+    int32_t process() const override { return process_; }
     void set_readable(bool readable) override { readable_ = readable; }
     bool readable() const { return readable_; }
 
   private:
     wire::node node_;
+    int32_t process_;
     std::atomic<bool> readable_ = false;
 };
 
@@ -113,7 +114,16 @@ class TestCall final : public Call {
 /* The board without its server. */
 class Desk {
   public:
-    Desk() : thread_([this] { reactor_.run(); }) {}
+    explicit Desk(bool real_time = false)
+        : options_{.real_time = real_time}, machine_{.reactor = reactor_,
+                                                     .memory = memory_,
+                                                     .options = options_,
+                                                     .log = [this](const auto &line) { log_ += line + "\n"; },
+                                                     .dsp_image = {},
+                                                     .capture = CaptureClock(real_time)},
+          thread_([this] { reactor_.run(); })
+    {
+    }
     ~Desk()
     {
         on_reactor([this] { driver_.reset(); });
@@ -165,6 +175,10 @@ class Desk {
     {
         on_reactor([&] { call.abandon(); });
     }
+    void open(TestFile &file)
+    {
+        on_reactor([&] { driver_->opened(file); });
+    }
     void close(TestFile &file)
     {
         on_reactor([&] { driver_->closed(file); });
@@ -187,6 +201,22 @@ class Desk {
     {
         on_reactor([&] { machine_.dsp_image = name; });
     }
+    void set_standard(const Standard &standard)
+    {
+        on_reactor([&] { machine_.standard = standard; });
+    }
+    template <typename Work>
+    void on_clock(Work work)
+    {
+        on_reactor([&] { work(machine_.presentation); });
+    }
+    template <typename Json>
+    Json report()
+    {
+        Json status;
+        on_reactor([&] { driver_->report(status); });
+        return status;
+    }
     void set_real_time() { options_.real_time = true; }
 
   private:
@@ -194,8 +224,7 @@ class Desk {
     Memory memory_{128 << 20};
     Options options_;
     std::string log_;
-    Machine machine_{
-        reactor_, memory_, options_, [this](const std::string &line) { log_ += line + "\n"; }, {}};
+    Machine machine_;
     std::unique_ptr<Driver> driver_;
     std::thread thread_;
 };

@@ -67,15 +67,17 @@ struct Expected {
     Numbers audio;
 };
 
-std::map<std::string, Expected> expected_images()
+using Columns = std::vector<std::pair<std::string, Numbers>>;
+
+std::map<std::string, Expected> expected_images(const std::vector<Row> &table = rows,
+                                                const Columns &columns = audio_columns)
 {
     std::map<std::string, Expected> images;
-    for (const Row &row : rows)
+    for (const Row &row : table)
         for (size_t column = 0; column < row.images.size(); column++)
             if (const std::string &name = row.images[column]; !name.empty()) {
                 images[name].video.insert(row.video.begin(), row.video.end());
-                images[name].audio.insert(audio_columns[column].second.begin(),
-                                          audio_columns[column].second.end());
+                images[name].audio.insert(columns[column].second.begin(), columns[column].second.end());
             }
     return images;
 }
@@ -110,6 +112,58 @@ TEST(Images, AnImageDecodesTheSoundOfItsColumnsAndNothingElse)
         const CodecImage *image = find_image(name);
         ASSERT_NE(image, nullptr) << name;
         EXPECT_EQ(taken(&CodecImage::decodes_audio, *image), expected.audio) << name;
+    }
+}
+
+/* The encoders' selection, typed a second time likewise. */
+const Columns coded_columns = {
+    {"NONE", {}},        {"AAC", {10}},  {"G711", {4}},          {"G722", {27, 28, 29}},
+    {"G7221", {30, 31}}, {"G723", {26}}, {"G726", {0, 1, 2, 3}}, {"G729", {25}},
+    {"MP3", {7}},        {"PCM", {6}},   {"WMA", {8}},
+};
+
+const std::vector<Row> coded_rows = {
+    /* NONE and MPEG4 */
+    {{1},
+     {"mpeg4_pcm_enc", "mpeg4_aac_enc", "mpeg4_g711_aec_codec", "mpeg4_g722_aec_codec",
+      "mpeg4_g7221_aec_codec", "mpeg4_g723_aec_codec", "mpeg4sp_g7xx_enc", "mpeg4_g729_aec_codec",
+      "mpeg4sp_mp3_enc", "mpeg4_pcm_enc", "mpeg4_pcm_enc"}},
+    /* H263 */
+    {{1},
+     {"mpeg4_g726_aec_codec", "", "mpeg4_g711_aec_codec", "mpeg4_g722_aec_codec", "mpeg4_g7221_aec_codec",
+      "mpeg4_g723_aec_codec", "mpeg4_g726_aec_codec", "mpeg4_g729_aec_codec", "", "", ""}},
+    /* H264 */
+    {{6}, {"h264_pcm_enc", "", "", "", "", "", "", "", "", "h264_pcm_enc", ""}},
+    /* MPEG2 */
+    {{8}, {"mpeg2_pcm_enc", "", "", "", "", "", "", "", "", "mpeg2_pcm_enc", ""}},
+};
+
+TEST(Images, AnImageEncodesThePairsOfItsPlacesAndNothingElse)
+{
+    const auto expected = expected_images(coded_rows, coded_columns);
+    EXPECT_EQ(expected.size(), 12U);
+    for (const auto &[name, codecs] : expected) {
+        const CodecImage *image = find_image(name);
+        ASSERT_NE(image, nullptr) << name;
+        EXPECT_EQ(taken(&CodecImage::encodes_video, *image), codecs.video) << name;
+        EXPECT_EQ(taken(&CodecImage::encodes_audio, *image), codecs.audio) << name;
+    }
+}
+
+TEST(Images, TheImageForStillsEncodesJpegAlone)
+{
+    const CodecImage *image = find_image("jpeg_enc");
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(taken(&CodecImage::encodes_video, *image), Numbers{10});
+    EXPECT_EQ(taken(&CodecImage::encodes_audio, *image), Numbers{});
+    EXPECT_EQ(taken(&CodecImage::decodes_video, *image), Numbers{});
+}
+
+TEST(Images, ADecodersImageEncodesNothing)
+{
+    for (const char *name : {"mpeg4_pcm_dec", "mpeg4sp_g7xx_dec", "h264_aac_dec", "ogg_dec"}) {
+        EXPECT_EQ(taken(&CodecImage::encodes_video, *find_image(name)), Numbers{}) << name;
+        EXPECT_EQ(taken(&CodecImage::encodes_audio, *find_image(name)), Numbers{}) << name;
     }
 }
 

@@ -1,0 +1,99 @@
+#include "drivers/encode_session.h"
+
+#include <utility>
+
+namespace orka::board {
+
+namespace {
+
+constexpr uint32_t any_of(std::initializer_list<EncodeState> states)
+{
+    uint32_t set = 0;
+    for (const EncodeState state : states)
+        set |= 1U << static_cast<unsigned>(state);
+    return set;
+}
+
+/* The order of calls; what is not listed is refused. */
+struct Transition {
+    EncodeOrder order;
+    uint32_t from; /* any of these states */
+    EncodeState to;
+};
+
+constexpr Transition transitions[] = {
+    {EncodeOrder::init, any_of({EncodeState::set_up}), EncodeState::ready},
+    {EncodeOrder::start, any_of({EncodeState::ready, EncodeState::stopped}), EncodeState::encoding},
+    {EncodeOrder::stop, any_of({EncodeState::encoding}), EncodeState::stopped},
+};
+
+const Transition *find_transition(EncodeOrder order, EncodeState from)
+{
+    for (const Transition &row : transitions) {
+        if (row.order == order && (row.from & any_of({from})))
+            return &row;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+std::shared_ptr<EncodeSession> EncodeSession::create(Machine &machine, EncodePlan plan)
+{
+    std::shared_ptr<FrameQueue> frames = FrameQueue::create(machine.memory, plan.bufsize, plan.bufcount);
+    if (!frames)
+        return nullptr;
+    std::shared_ptr<EncodeSession> session(new EncodeSession(machine, plan, std::move(frames)));
+    session->start_worker(plan);
+    return session;
+}
+
+EncodeSession::EncodeSession(Machine &machine, EncodePlan &plan, std::shared_ptr<FrameQueue> frames)
+    : machine_(machine), label_(std::move(plan.label)), vectors_size_(plan.vectors_size),
+      frames_changed_(std::move(plan.frames_changed)), state_(plan.first), frames_(std::move(frames))
+{
+}
+
+void EncodeSession::start_worker(EncodePlan &plan)
+{
+    const auto notify = [&reactor = machine_.reactor, self = weak_from_this()] {
+        reactor.post([self] {
+            if (const std::shared_ptr<EncodeSession> session = self.lock())
+                session->collect();
+        });
+    };
+    worker_ =
+        std::make_unique<EncodeWorker>(machine_.capture, frames_, plan.form, std::move(plan.stream), notify);
+}
+
+bool EncodeSession::enter(EncodeOrder order)
+{
+    const Transition *const row = find_transition(order, state_);
+    if (!row)
+        return false;
+    state_ = row->to;
+    if (order == EncodeOrder::start)
+        worker_->start(machine_.standard);
+    if (order == EncodeOrder::stop)
+        worker_->stop();
+    return true;
+}
+
+FrameQueue *EncodeSession::open_vectors()
+{
+    if (!vectors_) {
+        const uint64_t place = BufferSpace::place_of(vectors_size_);
+        vectors_ = FrameQueue::create(machine_.memory, vector_count * place, vector_count);
+        worker_->set_vectors(vectors_);
+    }
+    return vectors_.get();
+}
+
+void EncodeSession::collect()
+{
+    for (const std::string &line : worker_->collect())
+        machine_.log(label_ + ": " + line);
+    frames_changed_();
+}
+
+} // namespace orka::board

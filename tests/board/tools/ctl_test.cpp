@@ -1,0 +1,126 @@
+/* orka-ctl. */
+#include <gtest/gtest.h>
+#include <string>
+
+#include "board/tools/support.h"
+
+using namespace orka_tools_test;
+
+namespace {
+
+Ending bare(const Words &arguments)
+{
+    return run(Words{ORKA_CTL_PROGRAM} + arguments);
+}
+
+} // namespace
+
+TEST(OrkaCtlList, NeedsNoBoard)
+{
+    const Ending ending = bare({"list", "display"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(ending.out, "INTERNAL 480i (720x480) Interlaced\nINTERNAL 576i (720x576) Interlaced\n"
+                          "LCD VGA (640x480) Progressive\nLCD QVGA (320x240) Progressive\n");
+}
+
+TEST(OrkaCtlList, NamesFramesAndModes)
+{
+    EXPECT_EQ(bare({"list", "frame"}).out, "NONE\nAUDIO\nVIDEO\nSUBTITLE\nMOTION VECTOR\nLAST\n");
+    EXPECT_NE(bare({"list", "capture"}).out.find("TVP5150 480i_field (720x240) Progressive\n"),
+              std::string::npos);
+}
+
+TEST(OrkaCtlList, NamesEachImageWithItsPairs)
+{
+    const Ending ending = bare({"list", "images"});
+    EXPECT_EQ(ending.err, "");
+    EXPECT_NE(ending.out.find("h264_aac_dec decodes H264+AAC\n"), std::string::npos);
+    EXPECT_NE(ending.out.find("h264_pcm_enc encodes H264+NONE H264+PCM\n"), std::string::npos);
+}
+
+TEST(OrkaCtlList, IsJsonWhenAsked)
+{
+    EXPECT_EQ(
+        bare({"list", "--json", "mux"}).out,
+        "{\n  \"mux\": [\n    \"UNKNOWN\",\n    \"DEFAULT\",\n    \"2TO1\",\n    \"1TO2\",\n    \"LEFT\",\n"
+        "    \"RIGHT\",\n    \"AGC\"\n  ]\n}\n");
+}
+
+TEST(OrkaCtlList, KnowsNoOtherTopics)
+{
+    const Ending ending = bare({"list", "colours"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_NE(ending.err.find("colours"), std::string::npos);
+}
+
+TEST(OrkaCtl, WithoutABoardItSaysWhereThereIsOne)
+{
+    for (const Words &words :
+         {Words{"display", "show"}, Words{"imem", "reset"}, Words{"capture", "snap", "a"}}) {
+        const Ending ending = bare(words);
+        EXPECT_EQ(ending.status, 3);
+        EXPECT_NE(ending.err.find("run it under `orka-board run -- …`"), std::string::npos);
+    }
+}
+
+TEST(OrkaCtlDisplay, ShowsTheDefaultOutput)
+{
+    const Ending ending = control({"display", "show"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(ending.out.substr(0, ending.out.find('\n')), "INTERNAL/480i: 720x480 interlaced");
+}
+
+TEST(OrkaCtlDisplay, SetsAnOutput)
+{
+    const Ending ending = control({"display", "set", "lcd/vga", "--source", "320x240"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(ending.out, "LCD/VGA: 640x480 progressive\npicture area 640x480, scaled\nsource 320x240\n");
+}
+
+TEST(OrkaCtlDisplay, NamesTheModesWhenOneIsUnknown)
+{
+    const Ending ending = control({"display", "set", "VGA2"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.err, "orka-ctl: there is no display mode 'VGA2'; there are: INTERNAL/480i INTERNAL/576i "
+                          "LCD/VGA LCD/QVGA\n");
+}
+
+TEST(OrkaCtlDisplay, TogglesToTheNextOutput)
+{
+    const Ending ending = control({"display", "toggle", "480i", "QVGA"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(ending.out.substr(0, ending.out.find('\n')), "LCD/QVGA: 320x240 progressive");
+}
+
+TEST(OrkaCtlDisplay, SwitchesTheLcdPanel)
+{
+    EXPECT_EQ(control({"display", "lcd", "on"}).status, 0);
+    EXPECT_EQ(control({"display", "lcd", "maybe"}).status, 2);
+}
+
+TEST(OrkaCtlCapture, ShowsTheModeOfADigit)
+{
+    const Ending ending = bare({"capture", "show", "3"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_NE(ending.out.find("TVP5150 576i_frame: 720x576 frames, 25 a second\n"), std::string::npos);
+}
+
+TEST(OrkaCtlCapture, SavesWhatTheCameraSees)
+{
+    const std::string file = scratch("now.png");
+    const Ending ending = control({"capture", "snap", file, "--mode", "480i_frame"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(probed(file, "stream=codec_name,width,height"), "codec_name=png\nwidth=720\nheight=480\n");
+}
+
+TEST(OrkaCtlCapture, AFileThatCannotBeWrittenIsNamed)
+{
+    const Ending ending = control({"capture", "snap", "/nowhere/now.png"});
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_NE(ending.err.find("orka-ctl: /nowhere/now.png: "), std::string::npos) << ending.err;
+}
+
+TEST(OrkaCtlImem, ResetsTheManager)
+{
+    EXPECT_EQ(control({"imem", "reset"}).status, 0);
+}

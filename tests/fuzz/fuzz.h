@@ -1,0 +1,30 @@
+/*
+ * A fuzz target is one source that defines LLVMFuzzerTestOneInput and holds the library against a model. The
+ * driver beside it runs it over made-up inputs in the suite; clang's -fsanitize=fuzzer takes the same source.
+ */
+#ifndef ORKA_TESTS_FUZZ_H
+#define ORKA_TESTS_FUZZ_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+namespace orka_test {
+
+/* No input of the driver's is longer; targets cut what is. */
+constexpr size_t longest_input = 4096;
+
+inline void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    fprintf(stderr, "fuzz target: %s\n", what);
+    abort();
+}
+
+} // namespace orka_test
+
+#endif

@@ -1,0 +1,127 @@
+#include "display.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "common/display_mode.h"
+#include "common/failure.h"
+#include "common/process.h"
+#include "common/size.h"
+
+namespace orka::ctl {
+
+namespace {
+
+void check(orka_status_t status, const char *what)
+{
+    if (status != ORKA_STATUS_SUCCESS)
+        throw Failure(std::string("the display refused ") + what + ": " + orka_status_string(status));
+}
+
+void show()
+{
+    orka_display_params_t params;
+    check(orka_idisplay_get_output(&params), "to tell its output");
+    printf("%s/%s: %ux%u %s\n", params.device, params.mode, params.width, params.height,
+           params.interlaced == 1 ? "interlaced" : "progressive");
+    printf("picture area %" PRIu32 "x%" PRIu32 ", %s\n", params.pe_width, params.pe_height,
+           params.resize == 1 ? "scaled" : "not scaled");
+    if (params.src_width != 0)
+        printf("source %" PRIu32 "x%" PRIu32 "\n", params.src_width, params.src_height);
+}
+
+void set(const std::string &mode, const Size &source)
+{
+    const orka_display_params_t params = find_display_mode(mode, source);
+    check(orka_idisplay_set_output(&params), "the output");
+    show();
+}
+
+void toggle(const std::vector<std::string> &modes)
+{
+    std::vector<ModeName> names(modes.begin(), modes.end());
+    std::vector<orka_display_request_t> requests;
+    for (const ModeName &name : names)
+        requests.push_back(name.request({}));
+    check(orka_idisplay_toggle_init(requests.data(), static_cast<int>(requests.size())), "the outputs");
+    check(orka_idisplay_toggle_output(), "the next output");
+    show();
+}
+
+void add_action(CLI::App &display, const char *name, const char *about, orka_status_t (*action)())
+{
+    display.add_subcommand(name, about)->callback([=] {
+        check_board("/dev/idecode");
+        check(action(), name);
+    });
+}
+
+void add_set(CLI::App &display)
+{
+    struct Choice {
+        std::string mode;
+        Size source;
+        std::string size;
+    };
+    const auto choice = std::make_shared<Choice>();
+    CLI::App &command = *display.add_subcommand("set", "Choose the output");
+    command
+        .add_option("DEVICE/MODE", choice->mode, "As `orka-ctl list display` names them, or one of the two")
+        ->required();
+    command.add_option("--source", choice->size, "Fit pictures of this size into the picture area")
+        ->option_text("WxH");
+    command.callback([choice] {
+        if (!choice->size.empty())
+            choice->source = read_size(choice->size);
+        check_board("/dev/idecode");
+        set(choice->mode, choice->source);
+    });
+}
+
+void add_toggle(CLI::App &display)
+{
+    const auto modes = std::make_shared<std::vector<std::string>>();
+    CLI::App &command = *display.add_subcommand("toggle", "Step to the output after the present one");
+    command.add_option("DEVICE/MODE", *modes, "The outputs to step through, at most 8")
+        ->required()
+        ->expected(1, 8);
+    command.callback([modes] {
+        check_board("/dev/idecode");
+        toggle(*modes);
+    });
+}
+
+void add_lcd(CLI::App &display)
+{
+    const auto on = std::make_shared<std::string>();
+    CLI::App &command = *display.add_subcommand("lcd", "The LCD panel as output, or the TV encoder again");
+    command.add_option("on|off", *on)->required()->check(CLI::IsMember({"on", "off"}));
+    command.callback([on] {
+        check_board("/dev/idecode");
+        check(orka_idisplay_lcd_set_enable(*on == "on"), "the LCD panel");
+    });
+}
+
+} // namespace
+
+void add_display(CLI::App &app)
+{
+    CLI::App &display = *app.add_subcommand("display", "Show or change the display's output");
+    display.require_subcommand(1);
+    display.add_subcommand("show", "Show the present output")->callback([] {
+        check_board("/dev/idecode");
+        show();
+    });
+    add_set(display);
+    add_toggle(display);
+    add_lcd(display);
+    add_action(display, "enable", "Switch the display on", orka_idisplay_enable);
+    add_action(display, "disable", "Switch it off", orka_idisplay_disable);
+    add_action(display, "mask", "Hide the picture", orka_idisplay_mask);
+    add_action(display, "unmask", "Show it again", orka_idisplay_unmask);
+    add_action(display, "resync", "Synchronise the display with the picture again", orka_idisplay_resync);
+}
+
+} // namespace orka::ctl

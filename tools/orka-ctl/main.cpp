@@ -1,0 +1,47 @@
+/* orka-ctl: looks at a board and sets it, through the library's public calls. */
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+
+#include "capture.h"
+#include "common/failure.h"
+#include "display.h"
+#include "imem.h"
+#include "list.h"
+
+namespace {
+
+constexpr char description[] = "Looks at a DM320 board and sets it: `orka-board run --board SOCKET -- "
+                               "orka-ctl COMMAND` where the board is "
+                               "virtual.";
+
+constexpr char notes[] = "Examples:\n"
+                         "  orka-ctl list display            the display modes\n"
+                         "  orka-ctl display set LCD/VGA     show pictures on the LCD panel\n"
+                         "  orka-ctl capture snap now.png    save what the camera sees\n"
+                         "\n"
+                         "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    using namespace orka;
+    CLI::App app(description, "orka-ctl");
+    app.footer(notes);
+    app.set_version_flag("--version", ORKA_VERSION);
+    app.require_subcommand(1);
+    ctl::add_list(app);
+    ctl::add_display(app);
+    ctl::add_capture(app);
+    ctl::add_imem(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? status_done : status_usage;
+    } catch (const Failure &failure) {
+        fprintf(stderr, "orka-ctl: %s\n", failure.what());
+        return failure.status();
+    }
+    return status_done;
+}

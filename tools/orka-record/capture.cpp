@@ -1,0 +1,44 @@
+#include "capture.h"
+
+#include "common/failure.h"
+#include "orka_icapture.h"
+
+namespace orka::record {
+
+namespace {
+
+enum passthru : uint32_t { passthru_none = 0, passthru_captured = 2 };
+
+void check(orka_status_t status, const char *what)
+{
+    if (status != ORKA_STATUS_SUCCESS)
+        throw Failure(std::string("capture refused ") + what + ": " + orka_status_string(status));
+}
+
+} // namespace
+
+/* The first mode is NTSC's; only another one has to be asked for. */
+void set_up_capture(const Options &options)
+{
+    const orka_display_request_t request = {.device = nullptr,
+                                            .mode = options.pal ? "576i" : nullptr,
+                                            .width = options.size.width,
+                                            .height = options.size.height};
+    orka_capture_params_t params;
+    check(orka_icapture_get_capture_params(&params, &request), "the mode");
+    check(orka_icapture_setup(&params), "its setup");
+    if (!options.view)
+        return;
+    check(orka_icapture_set_passthru(passthru_captured), "pass-through");
+    check(orka_icapture_set_enable(1), "to run");
+}
+
+void release_capture(const Options &options)
+{
+    if (!options.view)
+        return;
+    orka_icapture_set_passthru(passthru_none);
+    orka_icapture_set_enable(0);
+}
+
+} // namespace orka::record

@@ -1,0 +1,134 @@
+#include "catalogue.h"
+
+#include "common/failure.h"
+
+namespace orka::record {
+
+namespace {
+
+struct audio_row {
+    orka_audio_type_t type;
+    AVCodecID codec;
+    int frame_size; /* samples of a packet that does not tell by itself; 0: it does */
+    int bits;       /* of a coded sample, where it has a fixed number */
+};
+
+constexpr audio_row audio_rows[] = {
+    {ORKA_AUDIO_TYPE_AAC, AV_CODEC_ID_AAC, 1024, 0},      {ORKA_AUDIO_TYPE_MP3, AV_CODEC_ID_MP3, 1152, 0},
+    {ORKA_AUDIO_TYPE_PCM, AV_CODEC_ID_PCM_S16LE, 0, 16},  {ORKA_AUDIO_TYPE_G711, AV_CODEC_ID_PCM_MULAW, 0, 8},
+    {ORKA_AUDIO_TYPE_G722, AV_CODEC_ID_ADPCM_G722, 0, 4}, {ORKA_AUDIO_TYPE_G723, AV_CODEC_ID_G723_1, 240, 0},
+    {ORKA_AUDIO_TYPE_G726, AV_CODEC_ID_ADPCM_G726, 0, 0}, {ORKA_AUDIO_TYPE_WMA, AV_CODEC_ID_WMAV2, 2048, 0},
+};
+
+struct video_row {
+    orka_video_type_t type;
+    AVCodecID codec;
+};
+
+constexpr video_row video_rows[] = {
+    {ORKA_VIDEO_TYPE_MPEG4, AV_CODEC_ID_MPEG4}, {ORKA_VIDEO_TYPE_H263, AV_CODEC_ID_H263},
+    {ORKA_VIDEO_TYPE_H264, AV_CODEC_ID_H264},   {ORKA_VIDEO_TYPE_MPEG2, AV_CODEC_ID_MPEG2VIDEO},
+    {ORKA_VIDEO_TYPE_JPEG, AV_CODEC_ID_MJPEG},
+};
+
+template <typename Row, size_t Count, typename Type>
+const Row &row_of(const Row (&rows)[Count], Type type)
+{
+    for (const Row &row : rows) {
+        if (row.type == type)
+            return row;
+    }
+    throw std::logic_error("a type that no container carries");
+}
+
+/* The largest of H.263's own sizes that a camera's picture fills. */
+constexpr uint32_t h263_width = 352;
+constexpr uint32_t h263_height = 288;
+constexpr uint32_t standard_width = 720;
+constexpr uint32_t ntsc_height = 480;
+constexpr uint32_t pal_height = 576;
+
+uint32_t default_width(const Options &options)
+{
+    return options.video == ORKA_VIDEO_TYPE_H263 ? h263_width : standard_width;
+}
+
+uint32_t default_height(const Options &options)
+{
+    if (options.video == ORKA_VIDEO_TYPE_H263)
+        return h263_height;
+    return options.pal ? pal_height : ntsc_height;
+}
+
+} // namespace
+
+std::string select_image(orka_video_type_t video, orka_audio_type_t audio)
+{
+    const char *name = orka_iencode_get_codec_name(video, audio);
+    if (name == nullptr)
+        throw Failure(std::string("no codec image encodes ") + orka_media_video_string(video) + " with " +
+                          orka_media_audio_string(audio) + " (orka-record --help lists the pairs)",
+                      status_usage);
+    return name;
+}
+
+orka_iencode_audio_params_t audio_params(const Options &options)
+{
+    orka_audio_desc_t desc;
+    orka_iencode_audio_params_t params;
+    if (orka_media_audio_desc(&desc, options.audio, options.sample_rate, options.audio_bitrate) !=
+            ORKA_STATUS_SUCCESS ||
+        orka_iencode_get_audio_params(&params, &desc) != ORKA_STATUS_SUCCESS)
+        throw Failure(std::string(orka_media_audio_string(options.audio)) +
+                          " cannot be recorded at this sample rate and bit rate",
+                      status_usage);
+    return params;
+}
+
+orka_iencode_video_params_t video_params(const Options &options)
+{
+    orka_video_desc_t desc;
+    orka_iencode_video_params_t params;
+    if (orka_media_video_desc(
+            &desc, options.video, options.size.width ? options.size.width : default_width(options),
+            options.size.height ? options.size.height : default_height(options)) != ORKA_STATUS_SUCCESS ||
+        orka_iencode_get_video_params(&params, &desc) != ORKA_STATUS_SUCCESS)
+        throw Failure(std::string(orka_media_video_string(options.video)) + " cannot be recorded",
+                      status_usage);
+    params.channel = static_cast<uint32_t>(options.channel);
+    params.frame_rate = static_cast<uint8_t>(rate_of(options.pal));
+    if (options.bitrate != 0)
+        params.bitrate = options.bitrate;
+    return params;
+}
+
+void describe_audio(AVCodecParameters &stream, orka_audio_type_t type,
+                    const orka_iencode_audio_params_t &params)
+{
+    const audio_row &row = row_of(audio_rows, type);
+    stream.codec_type = AVMEDIA_TYPE_AUDIO;
+    stream.codec_id = row.codec;
+    stream.sample_rate = static_cast<int>(params.sample_rate);
+    av_channel_layout_default(&stream.ch_layout, static_cast<int>(params.channels));
+    stream.bit_rate = params.bitrate_bps;
+    stream.frame_size = row.frame_size;
+    stream.bits_per_coded_sample = row.bits;
+    if (type == ORKA_AUDIO_TYPE_MP3 && params.sample_rate < 32000)
+        stream.frame_size = row.frame_size / 2;
+    if (type == ORKA_AUDIO_TYPE_G726)
+        stream.bits_per_coded_sample = static_cast<int>(params.bitrate / 8);
+    if (stream.bits_per_coded_sample != 0)
+        stream.block_align = std::max(1, stream.bits_per_coded_sample / 8) * stream.ch_layout.nb_channels;
+}
+
+void describe_video(AVCodecParameters &stream, orka_video_type_t type,
+                    const orka_iencode_video_params_t &params)
+{
+    stream.codec_type = AVMEDIA_TYPE_VIDEO;
+    stream.codec_id = row_of(video_rows, type).codec;
+    stream.width = static_cast<int>(params.width);
+    stream.height = static_cast<int>(params.height);
+    stream.bit_rate = int64_t{params.bitrate} * 1000;
+}
+
+} // namespace orka::record

@@ -1,0 +1,49 @@
+/* orka-record: records camera and microphone through the library's public calls. */
+#include <atomic>
+#include <cstdio>
+
+#include "common/failure.h"
+#include "common/process.h"
+#include "options.h"
+#include "recorder.h"
+
+namespace orka::record {
+
+namespace {
+
+exit_status record_file(const Options &options, const std::atomic<bool> &stop)
+{
+    Recorder recorder(options, stop);
+    exit_status status = status_done;
+    try {
+        recorder.record();
+    } catch (const Failure &failure) {
+        fprintf(stderr, "orka-record: %s\n", failure.what());
+        status = failure.status();
+    }
+    recorder.print_summary();
+    return status;
+}
+
+} // namespace
+
+} // namespace orka::record
+
+int main(int argc, char **argv)
+{
+    using namespace orka;
+    using namespace orka::record;
+    int status = status_done;
+    const std::optional<Options> options = parse_options(argc, argv, status);
+    if (!options)
+        return status;
+
+    av_log_set_level(AV_LOG_QUIET);
+    const std::atomic<bool> &stop = listen_to_signals();
+    try {
+        return record_file(*options, stop);
+    } catch (const Failure &failure) {
+        fprintf(stderr, "orka-record: %s\n", failure.what());
+        return failure.status();
+    }
+}

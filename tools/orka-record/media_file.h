@@ -1,0 +1,55 @@
+/* The file that is recorded, in its container. */
+#ifndef ORKA_RECORD_MEDIA_FILE_H
+#define ORKA_RECORD_MEDIA_FILE_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "common/ffmpeg.h"
+#include "container.h"
+
+namespace orka::record {
+
+/* A packet of a stream; times are in the stream's ticks. */
+struct FilePacket {
+    int stream;
+    std::span<const uint8_t> data;
+    int64_t time;
+    int64_t duration;
+    bool key;
+};
+
+/*
+ * Open from construction on, so that a path that cannot be written is found before anything is recorded. Add
+ * the streams, begin, write packets in the order of each stream, finish. All but the destructor throw
+ * Failure.
+ */
+class MediaFile {
+  public:
+    MediaFile(const std::string &path, const Container &container);
+    ~MediaFile(); /* closes the file as it is */
+    MediaFile(const MediaFile &) = delete;
+    MediaFile &operator=(const MediaFile &) = delete;
+
+    /* The number of a stream whose times are counted in ticks a second. */
+    int add_stream(int ticks);
+    /* To be completed before begin(). */
+    AVCodecParameters &parameters(int stream) { return *context_->streams[stream]->codecpar; }
+    void begin();
+    void write(const FilePacket &packet);
+    void finish();
+
+  private:
+    bool has_own_files() const { return (context_->oformat->flags & AVFMT_NOFILE) != 0; }
+    [[noreturn]] void fail(int error) const;
+
+    std::string path_;
+    AVFormatContext *context_ = nullptr;
+    std::vector<int> ticks_;
+    bool begun_ = false;
+};
+
+} // namespace orka::record
+
+#endif

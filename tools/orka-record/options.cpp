@@ -1,0 +1,164 @@
+#include "options.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+
+#include "common/failure.h"
+#include "common/size.h"
+
+namespace orka::record {
+
+namespace {
+
+constexpr char description[] =
+    "Records what a DM320 board's camera and microphone deliver: `orka-board run -- orka-record FILE` where "
+    "there is none on the desk.";
+
+constexpr char notes[] =
+    "FILE's extension chooses the container: .avi .mp4 .mkv .mov .ts; bare streams: .m4v .h263 .h264 .m2v\n"
+    ".mp3 .aac .wav; a still: .jpg\n"
+    "\n"
+    "Pairs that a codec image encodes: MPEG4 with AAC, MP3, PCM, G711, G722, G723, G726, WMA or no sound; "
+    "H263\n"
+    "with G711, G722, G723, G726 or no sound; H264 and MPEG2 with PCM or no sound; each sound alone.\n"
+    "\n"
+    "Without --seconds, INT (Ctrl-C), TERM or HUP ends the recording; the file is then whole.\n"
+    "\n"
+    "Exit status: 0 recorded; 1 an encoder or the file failed (what was written so far plays); 2 usage; 3 "
+    "no\n"
+    "board.";
+
+struct Texts {
+    std::string video;
+    std::string audio;
+    std::string size;
+    std::string standard = "ntsc";
+    bool no_video = false;
+    bool no_audio = false;
+};
+
+std::string check_seconds(const std::string &text)
+{
+    char *end = nullptr;
+    const double seconds = strtod(text.c_str(), &end);
+    return *end == '\0' && std::isfinite(seconds) && seconds > 0 ? "" : "a number of seconds above 0";
+}
+
+void declare(CLI::App &app, Options &options, Texts &texts)
+{
+    app.footer(notes);
+    app.set_version_flag("--version", ORKA_VERSION);
+    app.add_option("FILE", options.file, "Where to; its extension chooses the container")->required();
+    app.add_option("--video", texts.video, "MPEG4, H263, H264, MPEG2; by default the container's first")
+        ->option_text("TYPE");
+    app.add_option("--audio", texts.audio, "AAC, MP3, PCM, G711, G722, G723, G726, WMA; likewise")
+        ->option_text("TYPE");
+    app.add_flag("--no-audio", texts.no_audio, "Leave the sound out");
+    app.add_flag("--no-video", texts.no_video, "Leave the picture out");
+    app.add_option("--size", texts.size, "Of the picture; by default the standard's, 352x288 for H263")
+        ->option_text("WxH");
+    app.add_option("--bitrate", options.bitrate, "Of the picture; by default the encoder's")
+        ->option_text("KBIT/S")
+        ->check(CLI::Range(1, 100000));
+    app.add_option("--audio-bitrate", options.audio_bitrate, "Of the sound; by default the type's")
+        ->option_text("KBIT/S")
+        ->check(CLI::Range(1, 4000));
+    app.add_option("--sample-rate", options.sample_rate, "Of the sound; by default the type's")
+        ->option_text("HZ")
+        ->check(CLI::Range(1, 192000));
+    app.add_option("--seconds", options.seconds, "How long; by default until a signal")
+        ->option_text("N")
+        ->check(CLI::Validator(check_seconds, ""));
+    app.add_option("--channel", options.channel, "Of the video encoder")
+        ->check(CLI::Range(0, 3))
+        ->capture_default_str();
+    app.add_option("--standard", texts.standard, "30 pictures of 480 lines a second, or 25 of 576")
+        ->option_text("ntsc|pal")
+        ->check(CLI::IsMember({"ntsc", "pal"}))
+        ->capture_default_str();
+    app.add_flag("--view", options.view, "Show what the camera sees on the display");
+}
+
+void choose_types(Options &options, const Texts &texts)
+{
+    options.video = options.container->video;
+    options.audio = options.container->audio;
+    if (!texts.video.empty())
+        options.video = orka_media_video_type(texts.video.c_str());
+    if (!texts.audio.empty())
+        options.audio = orka_media_audio_type(texts.audio.c_str());
+    if (texts.no_video)
+        options.video = ORKA_VIDEO_TYPE_NONE;
+    if (texts.no_audio)
+        options.audio = ORKA_AUDIO_TYPE_NONE;
+}
+
+/* A name that is no type's reads as NONE; so does "NONE" itself, which --no-video and --no-audio are for. */
+void check_names(const Options &options, const Texts &texts)
+{
+    if (!texts.video.empty() && !texts.no_video && options.video <= ORKA_VIDEO_TYPE_NONE)
+        throw CLI::ValidationError("--video", "there is no video type '" + texts.video + "'");
+    if (!texts.audio.empty() && !texts.no_audio && options.audio <= ORKA_AUDIO_TYPE_NONE)
+        throw CLI::ValidationError("--audio", "there is no audio type '" + texts.audio + "'");
+}
+
+std::string pair_text(const Options &options)
+{
+    const std::string video = orka_media_video_string(options.video);
+    const std::string audio = orka_media_audio_string(options.audio);
+    if (options.video == ORKA_VIDEO_TYPE_NONE)
+        return audio;
+    return options.audio == ORKA_AUDIO_TYPE_NONE ? video : video + " with " + audio;
+}
+
+void check_container(const Options &options)
+{
+    if (options.video == ORKA_VIDEO_TYPE_NONE && options.audio == ORKA_AUDIO_TYPE_NONE)
+        throw CLI::ValidationError("FILE", "there is nothing to record");
+    if (options.container->carries(options.video, options.audio))
+        return;
+    const std::string others = extensions_for(options.video, options.audio);
+    throw CLI::ValidationError(
+        "FILE", "a " + std::string(options.container->extension) + " file cannot carry " +
+                    pair_text(options) + (others.empty() ? "; no container can" : "; these can: " + others));
+}
+
+void settle(Options &options, const Texts &texts)
+{
+    options.container = find_container(options.file);
+    if (options.container == nullptr)
+        throw CLI::ValidationError(
+            "FILE", "'" + options.file + "' has no extension that names a container: " + all_extensions());
+    if (!texts.size.empty())
+        options.size = read_size(texts.size);
+    options.pal = texts.standard == "pal";
+    choose_types(options, texts);
+    check_names(options, texts);
+    check_container(options);
+}
+
+} // namespace
+
+std::optional<Options> parse_options(int argc, char **argv, int &status)
+{
+    CLI::App app(description, "orka-record");
+    Options options;
+    Texts texts;
+    declare(app, options, texts);
+    try {
+        app.parse(argc, argv);
+        settle(options, texts);
+    } catch (const CLI::ParseError &error) {
+        status = app.exit(error) == 0 ? status_done : status_usage;
+        return std::nullopt;
+    } catch (const Failure &failure) {
+        fprintf(stderr, "orka-record: %s\n", failure.what());
+        status = failure.status();
+        return std::nullopt;
+    }
+    return options;
+}
+
+} // namespace orka::record

@@ -1,0 +1,34 @@
+#include "track.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace orka::record {
+
+namespace {
+
+/* Time stamps in ms are not exact: a smaller step is none. */
+constexpr int64_t gap_ms = 40;
+
+} // namespace
+
+Place PictureTicks::place(uint32_t ms)
+{
+    const int64_t nearest = (int64_t{ms} * rate_ + 500) / 1000;
+    const Place place{std::max(nearest, next_), 1};
+    next_ = place.time + 1;
+    count_++;
+    return place;
+}
+
+Place SoundTicks::place(uint32_t ms, int64_t samples)
+{
+    const int64_t stamped = int64_t{ms} * sample_rate_ / 1000;
+    if (!next_ || std::abs(stamped - *next_) > gap_ms * sample_rate_ / 1000)
+        next_ = std::max(stamped, next_.value_or(0));
+    const Place place{*next_, samples};
+    *next_ += samples;
+    return place;
+}
+
+} // namespace orka::record

@@ -1,0 +1,45 @@
+/* One stream of a recording: from the encoder's time stamps to the file's ticks. */
+#ifndef ORKA_RECORD_TRACK_H
+#define ORKA_RECORD_TRACK_H
+
+#include <cstdint>
+#include <optional>
+
+namespace orka::record {
+
+/* Where a packet stands in its stream. */
+struct Place {
+    int64_t time;
+    int64_t duration;
+};
+
+/* Pictures of a constant rate: each has a place of its own, and what was dropped leaves a hole. */
+class PictureTicks {
+  public:
+    explicit PictureTicks(uint32_t rate) : rate_(rate) {}
+
+    Place place(uint32_t ms); /* since the recording began */
+    int64_t dropped() const { return next_ - count_; }
+
+  private:
+    uint32_t rate_;
+    int64_t next_ = 0;
+    int64_t count_ = 0;
+};
+
+/* Sound goes on without gaps, counted in samples, until its time stamps say that some of it is missing. */
+class SoundTicks {
+  public:
+    explicit SoundTicks(uint32_t sample_rate) : sample_rate_(sample_rate) {}
+
+    Place place(uint32_t ms, int64_t samples);
+    double seconds() const { return static_cast<double>(next_.value_or(0)) / sample_rate_; }
+
+  private:
+    uint32_t sample_rate_;
+    std::optional<int64_t> next_;
+};
+
+} // namespace orka::record
+
+#endif
