@@ -25,6 +25,13 @@ constexpr field image_name[] = {{"name", 0, form::text}};
 constexpr field bytes[] = {{"bytes", 0, form::u32}};
 constexpr field address[] = {{"address", 0, form::address}};
 
+constexpr field mcbsp_port[] = {{"port", offsetof(orka_imem_mcbsp_registers_t, port), form::u16}};
+constexpr field mcbsp_write[] = {
+    {"port", offsetof(wire::mcbsp_write_record, port), form::u16},
+    {"address", offsetof(wire::mcbsp_write_record, address), form::u16},
+    {"value", offsetof(wire::mcbsp_write_record, value), form::u16},
+};
+
 constexpr field video_framework[] = {
     {"channel", offsetof(wire::video_framework_record, channel), form::i32},
     {"stream", offsetof(wire::video_framework_record, stream), form::i32},
@@ -62,6 +69,19 @@ constexpr field video_setup[] = {
     {"bufsize", video_params + offsetof(orka_idecode_video_params_t, bufsize), form::u32},
     {"bufcount", video_params + offsetof(orka_idecode_video_params_t, bufcount), form::u32},
     {"maxframe", video_params + offsetof(orka_idecode_video_params_t, maxframe), form::u32},
+};
+
+constexpr field subtitle_setup[] = {
+    {"channel", offsetof(wire::subtitle_setup_record, channel), form::i32},
+    {"word0", offsetof(wire::subtitle_setup_record, params), form::u32},
+    {"word1", offsetof(wire::subtitle_setup_record, params) + 4, form::u32},
+};
+constexpr field image_setup[] = {
+    {"channel", offsetof(wire::image_setup_record, channel), form::i32},
+    {"type", offsetof(wire::image_setup_record, type), form::u32},
+    {"width", offsetof(wire::image_setup_record, width), form::u32},
+    {"height", offsetof(wire::image_setup_record, height), form::u32},
+    {"input_bytes", offsetof(wire::image_setup_record, input_bytes), form::u32},
 };
 
 constexpr field flush[] = {
@@ -135,6 +155,13 @@ constexpr field video_encode_setup[] = {
     {"bufsize", offsetof(orka_iencode_video_params_t, bufsize), form::u32},
     {"bufcount", offsetof(orka_iencode_video_params_t, bufcount), form::u32},
     {"channel", offsetof(orka_iencode_video_params_t, channel), form::u32},
+};
+constexpr field image_encode_setup[] = {
+    {"channel", offsetof(wire::image_encode_setup_record, channel), form::i32},
+    {"type", offsetof(wire::image_encode_setup_record, type), form::u32},
+    {"width", offsetof(wire::image_encode_setup_record, width), form::u32},
+    {"height", offsetof(wire::image_encode_setup_record, height), form::u32},
+    {"quality", offsetof(wire::image_encode_setup_record, quality), form::u32},
 };
 constexpr field encoder[] = {{"channel", offsetof(wire::audio_encoder_record, channel), form::u32}};
 constexpr field aec[] = {{"word0", 0, form::u32}, {"word1", 4, form::u32}};
@@ -228,7 +255,8 @@ constexpr size_t no_frame = 0;
 constexpr size_t returned_frame = offsetof(wire::frame_return_record, frame);
 constexpr size_t given_frame = offsetof(wire::frame_request_record, frame);
 
-/* What the records of a request hold; on the video node LOAD has another. */
+/* What the records of a request hold; on the video node LOAD has another, on the image decoder's the setup.
+ */
 struct layout {
     uint32_t number;
     std::span<const field> in;
@@ -243,9 +271,12 @@ constexpr layout layouts[] = {
     {wire::IMANAGE_RESET, {}, no_frame},
     {wire::IMANAGE_ALLOC, bytes, no_frame, address},
     {wire::IMANAGE_FREE, address, no_frame},
+    {wire::IMANAGE_WRITE_MCBSP, mcbsp_write, no_frame},
+    {wire::IMANAGE_READ_MCBSP, mcbsp_port, no_frame},
     {wire::IDECODE_LOAD, image_name, no_frame},
     {wire::IDECODE_SETUP_AUDIO, audio_setup, no_frame},
     {wire::IDECODE_SETUP_VIDEO, video_setup, no_frame},
+    {wire::IDECODE_SETUP_SUBTITLE, subtitle_setup, no_frame},
     {wire::IDECODE_INIT, channel, no_frame},
     {wire::IDECODE_START, channel, no_frame},
     {wire::IDECODE_PAUSE, channel, no_frame},
@@ -293,6 +324,11 @@ constexpr layout layouts[] = {
     {wire::IENCODE_GET_MV_FRAME, {}, no_frame, frame},
     {wire::IENCODE_RELEASE_MV_FRAME, {}, no_frame},
     {wire::IENCODE_LOAD_IMAGE, image_name, no_frame},
+    {wire::IENCODE_SETUP_IMAGE, image_encode_setup, no_frame},
+    {wire::IENCODE_TEARDOWN_IMAGE, encoder, no_frame},
+    {wire::IENCODE_IMAGE_QUEUE, encode_queue, no_frame, encode_queue_place},
+    {wire::IENCODE_GET_IMAGE, encode_frame_request, no_frame, frame_status, given_frame, true},
+    {wire::IENCODE_RELEASE_IMAGE, encode_frame_return, returned_frame},
 
     {wire::ICAPTURE_SETUP, capture_setup, no_frame},
     {wire::ICAPTURE_ENABLE, value, no_frame},
@@ -323,11 +359,14 @@ constexpr layout layouts[] = {
     {wire::IDECODE_SET_RESIZE, resize, no_frame},
 };
 constexpr layout video_load = {wire::IDECODE_LOAD, video_framework, no_frame};
+constexpr layout image_decode_setup = {wire::IDECODE_SETUP_IMAGE, image_setup, no_frame};
 
 constexpr const layout *find_layout(const wire::request_row &row)
 {
     if (row.node == node::vdecode && row.number == wire::IDECODE_LOAD)
         return &video_load;
+    if (row.node == node::imgdecode && row.number == wire::IDECODE_SETUP_IMAGE)
+        return &image_decode_setup;
     for (const layout &candidate : layouts) {
         if (candidate.number == row.number)
             return &candidate;

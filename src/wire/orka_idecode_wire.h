@@ -104,6 +104,21 @@ static_assert(sizeof(subtitle_setup_record) == 24 && offsetof(subtitle_setup_rec
 constexpr uint32_t IDECODE_SETUP_SUBTITLE = ior('d', 4, sizeof(subtitle_setup_record));
 static_assert(IDECODE_SETUP_SUBTITLE == 0x80186404);
 
+/* Stills. The library has no call for it: an application asks over orka_idevice_imgdec_fd. */
+struct image_setup_record {
+    int32_t channel;
+    int32_t stream;
+    uint32_t type;  /* orka_image_type_t, 0 for what the data are */
+    uint32_t width; /* of the largest picture, pixels; 0 for as large as the driver takes */
+    uint32_t height;
+    uint32_t input_bytes; /* of the largest coded picture; 0 for the driver's choice */
+};
+static_assert(sizeof(image_setup_record) == 24 && offsetof(image_setup_record, type) == 8);
+static_assert(offsetof(image_setup_record, input_bytes) == 20);
+
+constexpr uint32_t IDECODE_SETUP_IMAGE = ior('d', 4, sizeof(image_setup_record));
+static_assert(IDECODE_SETUP_IMAGE == IDECODE_SETUP_SUBTITLE);
+
 struct flush_record {
     int32_t channel;
     int32_t stream;

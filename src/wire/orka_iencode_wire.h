@@ -197,6 +197,32 @@ static_assert(IENCODE_MV_QUEUE == 0x403C6A0A);
 static_assert(IENCODE_GET_MV_FRAME == 0x40346A0B);
 static_assert(IENCODE_RELEASE_MV_FRAME == 0x6A0C);
 
+/*
+ * Stills from the camera. The library has calls for the load alone: an application asks over
+ * orka_idevice_imgenc_fd. Queues and frames have the audio encoder's records.
+ */
+struct image_encode_setup_record {
+    int32_t channel;
+    int32_t stream;
+    uint32_t type;  /* orka_image_type_t */
+    uint32_t width; /* pixels; 0 x 0 for the size of capture */
+    uint32_t height;
+    uint32_t quality; /* 1 to 100, 0 for the driver's choice; for JPEG */
+};
+static_assert(sizeof(image_encode_setup_record) == 24 && offsetof(image_encode_setup_record, type) == 8);
+static_assert(offsetof(image_encode_setup_record, quality) == 20);
+
+constexpr uint32_t IENCODE_SETUP_IMAGE = ior('j', 101, sizeof(image_encode_setup_record));
+constexpr uint32_t IENCODE_TEARDOWN_IMAGE = ior('j', 102, sizeof(audio_encoder_record));
+constexpr uint32_t IENCODE_IMAGE_QUEUE = iowr('j', 103, sizeof(audio_encode_queue_record));
+constexpr uint32_t IENCODE_GET_IMAGE = iowr('j', 104, sizeof(encode_frame_request_record));
+constexpr uint32_t IENCODE_RELEASE_IMAGE = iowr('j', 105, sizeof(encode_frame_return_record));
+static_assert(IENCODE_SETUP_IMAGE == 0x80186A65);
+static_assert(IENCODE_TEARDOWN_IMAGE == 0x80086A66);
+static_assert(IENCODE_IMAGE_QUEUE == 0xC0486A67);
+static_assert(IENCODE_GET_IMAGE == 0xC0486A68);
+static_assert(IENCODE_RELEASE_IMAGE == 0xC0406A69);
+
 } // namespace orka::wire
 
 #endif

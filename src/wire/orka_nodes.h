@@ -35,8 +35,10 @@ enum class node : uint32_t {
     vmvencode3 = 17,
     imgencode = 18,
     icapture = 19,
+    subtldecode = 20,
+    imgdecode = 21,
 };
-inline constexpr uint32_t node_count = 20;
+inline constexpr uint32_t node_count = 22;
 
 /* Nodes of one kind, a channel each, take the same requests: those of the first. */
 constexpr node first_channel(node of)
@@ -83,6 +85,9 @@ inline constexpr node_path node_paths[] = {
     {"/dev/imgenc", node::imgencode},
     {"/dev/icapture", node::icapture},
     {"/dev/icap", node::icapture},
+    {"/dev/subtldecode", node::subtldecode},
+    {"/dev/imgdecode", node::imgdecode},
+    {"/dev/imgd0", node::imgdecode},
 };
 
 /* What the argument of a request is. */
@@ -108,6 +113,8 @@ inline constexpr request_row requests[] = {
     {node::imanage, IMANAGE_RESET, "IMANAGE_RESET", argument::none, 0, 0},
     {node::imanage, IMANAGE_ALLOC, "IMANAGE_ALLOC", argument::record, 4, 4},
     {node::imanage, IMANAGE_FREE, "IMANAGE_FREE", argument::record, 4, 0},
+    {node::imanage, IMANAGE_WRITE_MCBSP, "IMANAGE_WRITE_MCBSP", argument::record, 8, 0},
+    {node::imanage, IMANAGE_READ_MCBSP, "IMANAGE_READ_MCBSP", argument::record, 64, 64},
 
     {node::adecode, IDECODE_LOAD, "IDECODE_LOAD", argument::name, image_name_size, 0},
     {node::adecode, IDECODE_SETUP_AUDIO, "IDECODE_SETUP_AUDIO", argument::record, 60, 0},
@@ -143,6 +150,29 @@ inline constexpr request_row requests[] = {
     {node::vdecode, IDECODE_RELEASE_FRAME, "IDECODE_RELEASE_FRAME", argument::record, 64, 0},
     {node::vdecode, IDECODE_GET_VIDEO_CLOCK, "IDECODE_GET_VIDEO_CLOCK", argument::record, 12, 12},
 
+    {node::subtldecode, IDECODE_LOAD, "IDECODE_LOAD", argument::name, image_name_size, 0},
+    {node::subtldecode, IDECODE_SETUP_SUBTITLE, "IDECODE_SETUP_SUBTITLE", argument::record, 24, 0},
+    {node::subtldecode, IDECODE_START, "IDECODE_START", argument::record, 8, 0},
+    {node::subtldecode, IDECODE_PAUSE, "IDECODE_PAUSE", argument::record, 8, 0},
+    {node::subtldecode, IDECODE_STOP, "IDECODE_STOP", argument::record, 8, 0},
+    {node::subtldecode, IDECODE_TEARDOWN, "IDECODE_TEARDOWN", argument::record, 8, 0},
+    {node::subtldecode, IDECODE_QUEUE, "IDECODE_QUEUE", argument::record, 72, 72},
+    {node::subtldecode, IDECODE_NEW_FRAME, "IDECODE_NEW_FRAME", argument::record, 72, 72},
+    {node::subtldecode, IDECODE_COMMIT_FRAME, "IDECODE_COMMIT_FRAME", argument::record, 64, 0},
+    {node::subtldecode, IDECODE_GET_FRAME, "IDECODE_GET_FRAME", argument::record, 72, 72},
+    {node::subtldecode, IDECODE_RELEASE_FRAME, "IDECODE_RELEASE_FRAME", argument::record, 64, 0},
+
+    {node::imgdecode, IDECODE_LOAD, "IDECODE_LOAD", argument::name, image_name_size, 0},
+    {node::imgdecode, IDECODE_SETUP_IMAGE, "IDECODE_SETUP_IMAGE", argument::record, 24, 0},
+    {node::imgdecode, IDECODE_START, "IDECODE_START", argument::record, 8, 0},
+    {node::imgdecode, IDECODE_STOP, "IDECODE_STOP", argument::record, 8, 0},
+    {node::imgdecode, IDECODE_TEARDOWN, "IDECODE_TEARDOWN", argument::record, 8, 0},
+    {node::imgdecode, IDECODE_QUEUE, "IDECODE_QUEUE", argument::record, 72, 72},
+    {node::imgdecode, IDECODE_NEW_FRAME, "IDECODE_NEW_FRAME", argument::record, 72, 72},
+    {node::imgdecode, IDECODE_COMMIT_FRAME, "IDECODE_COMMIT_FRAME", argument::record, 64, 0},
+    {node::imgdecode, IDECODE_GET_FRAME, "IDECODE_GET_FRAME", argument::record, 72, 72},
+    {node::imgdecode, IDECODE_RELEASE_FRAME, "IDECODE_RELEASE_FRAME", argument::record, 64, 0},
+
     {node::iencode, IENCODE_LOAD_VIDEO, "IENCODE_LOAD_VIDEO", argument::record,
      sizeof(encode_framework_record), 0},
     {node::iencode, IENCODE_SETUP_VIDEO, "IENCODE_SETUP_VIDEO", argument::record, 256, 0},
@@ -176,6 +206,11 @@ inline constexpr request_row requests[] = {
     {node::vmvencode0, IENCODE_RELEASE_MV_FRAME, "IENCODE_RELEASE_MV_FRAME", argument::none, 0, 0},
 
     {node::imgencode, IENCODE_LOAD_IMAGE, "IENCODE_LOAD_IMAGE", argument::name, image_name_size, 0},
+    {node::imgencode, IENCODE_SETUP_IMAGE, "IENCODE_SETUP_IMAGE", argument::record, 24, 0},
+    {node::imgencode, IENCODE_TEARDOWN_IMAGE, "IENCODE_TEARDOWN_IMAGE", argument::record, 8, 0},
+    {node::imgencode, IENCODE_IMAGE_QUEUE, "IENCODE_IMAGE_QUEUE", argument::record, 72, 72},
+    {node::imgencode, IENCODE_GET_IMAGE, "IENCODE_GET_IMAGE", argument::record, 72, 72},
+    {node::imgencode, IENCODE_RELEASE_IMAGE, "IENCODE_RELEASE_IMAGE", argument::record, 64, 0},
 
     {node::icapture, ICAPTURE_SETUP, "ICAPTURE_SETUP", argument::record, 132, 132},
     {node::icapture, ICAPTURE_ENABLE, "ICAPTURE_ENABLE", argument::record, 4, 0},
