@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "manual/manual.h"
 #include "view/access.h"
 
 namespace orka::board {
@@ -142,6 +143,7 @@ void define(CLI::App &app, Command &command)
         ->type_name("PATH");
 
     define_inspection(app, command);
+    manual::add_options(app, ORKA_VERSION);
 }
 
 /* The options of a board do not apply to one that already runs. */
@@ -176,7 +178,7 @@ Action action_of(const CLI::App &app)
 Command parse_command_line(int argc, char **argv)
 {
     Command command;
-    CLI::App app(about);
+    CLI::App app(about, "orka-board");
     const std::span<char *> words(argv, static_cast<size_t>(argc));
 
     /* What comes after "--" is the program's, whatever it looks like. */

@@ -8,6 +8,7 @@
 #include "display.h"
 #include "imem.h"
 #include "list.h"
+#include "manual/manual.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ int main(int argc, char **argv)
     ctl::add_display(app);
     ctl::add_capture(app);
     ctl::add_imem(app);
+    manual::add_options(app, ORKA_VERSION);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "common/failure.h"
+#include "manual/manual.h"
 
 namespace orka::play {
 
@@ -59,6 +60,7 @@ std::optional<Options> parse_options(int argc, char **argv, int &status)
                    "Take pictures and sound at their time, or as fast as they come (default)")
         ->option_text("real|fast")
         ->check(CLI::IsMember({"real", "fast"}));
+    manual::add_options(app, ORKA_VERSION);
 
     try {
         app.parse(argc, argv);

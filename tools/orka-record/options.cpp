@@ -7,6 +7,7 @@
 
 #include "common/failure.h"
 #include "common/size.h"
+#include "manual/manual.h"
 
 namespace orka::record {
 
@@ -147,6 +148,7 @@ std::optional<Options> parse_options(int argc, char **argv, int &status)
     Options options;
     Texts texts;
     declare(app, options, texts);
+    manual::add_options(app, ORKA_VERSION);
     try {
         app.parse(argc, argv);
         settle(options, texts);
