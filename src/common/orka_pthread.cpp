@@ -696,31 +696,47 @@ static inline uint32_t read_count(const std::atomic<uint32_t> &count)
     return count.load(std::memory_order_relaxed);
 }
 
-/* Not one atomic step: whoever changes a count holds the record's mutex. */
-static inline void add_one(std::atomic<uint32_t> &count)
+/*
+ * Not atomic steps: whoever changes a count holds the record's mutex. Each reads its count once, because
+ * between a lock and its unlock every load and store is waited for; false says that the count cannot go
+ * further.
+ */
+static inline bool add_one(std::atomic<uint32_t> &count)
 {
-    count.store(read_count(count) + 1, std::memory_order_relaxed);
+    const uint32_t more = read_count(count) + 1;
+
+    count.store(more, std::memory_order_relaxed);
+    return more != 0;
 }
 
-static inline void take_one(std::atomic<uint32_t> &count)
+static inline bool take_one(std::atomic<uint32_t> &count)
 {
-    count.store(read_count(count) - 1, std::memory_order_relaxed);
-}
+    const uint32_t before = read_count(count);
 
-static inline bool can_grow(const std::atomic<uint32_t> &count)
-{
-    return read_count(count) != UINT32_MAX;
+    count.store(before - 1, std::memory_order_relaxed);
+    return before != 0;
 }
 
 /* Readers let waiting writers pass: otherwise a stream of readers would keep them out. */
 static inline bool is_closed_to_readers(const orka_rdwr_record &record)
 {
-    return read_count(record.writer_writing) != 0 || read_count(record.writers_waiting) != 0;
+    return (read_count(record.writer_writing) | read_count(record.writers_waiting)) != 0;
 }
 
 static inline bool is_closed_to_writers(const orka_rdwr_record &record)
 {
-    return read_count(record.readers_reading) != 0 || read_count(record.writer_writing) != 0;
+    return (read_count(record.readers_reading) | read_count(record.writer_writing)) != 0;
+}
+
+/* Out of line: who need not wait is not to save registers for it. */
+[[gnu::noinline]] static orka_status_t wait_while(bool (*is_closed)(const orka_rdwr_record &), rdwr_call call,
+                                                  orka_rdwr_record *tmutex)
+{
+    orka_status_t status = ORKA_STATUS_SUCCESS;
+
+    while (status == ORKA_STATUS_SUCCESS && is_closed(*tmutex))
+        status = wait_for_change(call, tmutex);
+    return status;
 }
 
 /* The end of both ways to lock, once it is known whether the lock was had. */
@@ -744,16 +760,13 @@ orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_
     orka_rdwr_record *tmutex = *mutex;
     trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
-    ORKA_ASSERT(can_grow(tmutex->readers_waiting), "tmutex->readers_waiting + 1 > tmutex->readers_waiting");
-    add_one(tmutex->readers_waiting);
-    while (status == ORKA_STATUS_SUCCESS && is_closed_to_readers(*tmutex))
-        status = wait_for_change(call, tmutex);
-    ORKA_ASSERT(read_count(tmutex->readers_waiting) > 0, "tmutex->readers_waiting > 0");
-    take_one(tmutex->readers_waiting);
+    ORKA_ASSERT(add_one(tmutex->readers_waiting), "tmutex->readers_waiting + 1 > tmutex->readers_waiting");
+    if (is_closed_to_readers(*tmutex)) [[unlikely]]
+        status = wait_while(is_closed_to_readers, call, tmutex);
+    ORKA_ASSERT(take_one(tmutex->readers_waiting), "tmutex->readers_waiting > 0");
     if (status == ORKA_STATUS_SUCCESS) [[likely]] {
-        ORKA_ASSERT(can_grow(tmutex->readers_reading),
+        ORKA_ASSERT(add_one(tmutex->readers_reading),
                     "tmutex->readers_reading + 1 > tmutex->readers_reading");
-        add_one(tmutex->readers_reading);
     }
     return leave_lock(call, tmutex, status);
 }
@@ -769,15 +782,13 @@ orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_
     orka_rdwr_record *tmutex = *mutex;
     trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
-    ORKA_ASSERT(can_grow(tmutex->writers_waiting), "tmutex->writers_waiting + 1 > tmutex->writers_waiting");
-    add_one(tmutex->writers_waiting);
-    while (status == ORKA_STATUS_SUCCESS && is_closed_to_writers(*tmutex))
-        status = wait_for_change(call, tmutex);
-    ORKA_ASSERT(read_count(tmutex->writers_waiting) > 0, "tmutex->writers_waiting > 0");
-    take_one(tmutex->writers_waiting);
+    ORKA_ASSERT(add_one(tmutex->writers_waiting), "tmutex->writers_waiting + 1 > tmutex->writers_waiting");
+    if (is_closed_to_writers(*tmutex)) [[unlikely]]
+        status = wait_while(is_closed_to_writers, call, tmutex);
+    ORKA_ASSERT(take_one(tmutex->writers_waiting), "tmutex->writers_waiting > 0");
     if (status == ORKA_STATUS_SUCCESS) [[likely]] {
         ORKA_ASSERT(read_count(tmutex->writer_writing) == 0, "tmutex->writer_writing == 0");
-        add_one(tmutex->writer_writing);
+        tmutex->writer_writing.store(1, std::memory_order_relaxed);
     }
     return leave_lock(call, tmutex, status);
 }
@@ -803,9 +814,10 @@ orka_pthread_rdwr_mutex_runlock_actual(const orka_rdwr_mutex_t *mutex, const rdw
     orka_rdwr_record *tmutex = *mutex;
     trace_call(call, "UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
-    ORKA_ASSERT(read_count(tmutex->readers_reading) > 0, "tmutex->readers_reading > 0");
-    take_one(tmutex->readers_reading);
-    if (read_count(tmutex->readers_reading) == 0)
+    const uint32_t reading = read_count(tmutex->readers_reading);
+    ORKA_ASSERT(reading > 0, "tmutex->readers_reading > 0");
+    tmutex->readers_reading.store(reading - 1, std::memory_order_relaxed);
+    if (reading == 1)
         tell_change(call, tmutex);
     return leave_unlock(call, tmutex);
 }
@@ -822,7 +834,7 @@ orka_pthread_rdwr_mutex_wunlock_actual(const orka_rdwr_mutex_t *mutex, const rdw
     trace_call(call, "UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
     ORKA_ASSERT(read_count(tmutex->writer_writing) == 1, "tmutex->writer_writing == 1");
-    take_one(tmutex->writer_writing);
+    tmutex->writer_writing.store(0, std::memory_order_relaxed);
     tell_change(call, tmutex);
     return leave_unlock(call, tmutex);
 }

@@ -463,6 +463,23 @@ struct Misuse {
     friend void PrintTo(const Misuse &misuse, std::ostream *stream) { *stream << misuse.name; }
 };
 
+/* Waits while somebody takes the caller off the count of those who wait. */
+void wait_uncounted(orka_rdwr_mutex_t &lock, std::atomic<uint32_t> &waiting,
+                    orka_status_t (*take)(orka_rdwr_mutex_t *))
+{
+    std::thread other([&] {
+        wait_until([&] { return waiting == 1; });
+        pthread_mutex_lock(&lock->mutex);
+        waiting = 0;
+        lock->readers_reading = 0;
+        lock->writer_writing = 0;
+        pthread_cond_broadcast(&lock->cond);
+        pthread_mutex_unlock(&lock->mutex);
+    });
+    take(&lock);
+    other.join();
+}
+
 const Misuse misuses[] = {
     {"runlock_without_rlock", "orka_pthread_rdwr_mutex_runlock_actual", "tmutex->readers_reading > 0",
      [](orka_rdwr_mutex_t &lock) { orka_pthread_rdwr_mutex_runlock(&lock); }},
@@ -485,6 +502,16 @@ const Misuse misuses[] = {
      [](orka_rdwr_mutex_t &lock) {
          lock->writers_waiting = UINT32_MAX;
          orka_pthread_rdwr_mutex_wlock(&lock);
+     }},
+    {"reader_no_longer_counted", "orka_pthread_rdwr_mutex_rlock_actual", "tmutex->readers_waiting > 0",
+     [](orka_rdwr_mutex_t &lock) {
+         orka_pthread_rdwr_mutex_wlock(&lock);
+         wait_uncounted(lock, lock->readers_waiting, orka_pthread_rdwr_mutex_rlock);
+     }},
+    {"writer_no_longer_counted", "orka_pthread_rdwr_mutex_wlock_actual", "tmutex->writers_waiting > 0",
+     [](orka_rdwr_mutex_t &lock) {
+         orka_pthread_rdwr_mutex_rlock(&lock);
+         wait_uncounted(lock, lock->writers_waiting, orka_pthread_rdwr_mutex_wlock);
      }},
     {"init_of_null", "orka_pthread_rdwr_mutex_init_actual", "mutex != ((void *)0)",
      [](orka_rdwr_mutex_t &) { orka_pthread_rdwr_mutex_init(nullptr); }},
