@@ -71,13 +71,16 @@ struct lock_in_place {
         pthread_mutex_unlock(&mutex);
     }
 
-    [[gnu::noinline]] void read_lock() { read_lock_inline(); }
-    [[gnu::noinline]] void read_unlock() { read_unlock_inline(); }
-    [[gnu::noinline]] void write_lock() { write_lock_inline(); }
-    [[gnu::noinline]] void write_unlock() { write_unlock_inline(); }
+    [[gnu::noipa]] void read_lock() { read_lock_inline(); }
+    [[gnu::noipa]] void read_unlock() { read_unlock_inline(); }
+    [[gnu::noipa]] void write_lock() { write_lock_inline(); }
+    [[gnu::noipa]] void write_unlock() { write_unlock_inline(); }
 };
 
-/* The same behind one pointer, as the library's object is: an atomic operation makes the next load wait. */
+/*
+ * The same behind one pointer, as the library's object is: an atomic operation makes the next load wait. Not
+ * to be seen through by the compiler, which would pass the record itself.
+ */
 struct bare_lock {
     lock_in_place *record = new lock_in_place;
 
@@ -85,10 +88,10 @@ struct bare_lock {
     ~bare_lock() { delete record; }
     bare_lock(const bare_lock &) = delete;
     bare_lock &operator=(const bare_lock &) = delete;
-    [[gnu::noinline]] void read_lock() { record->read_lock_inline(); }
-    [[gnu::noinline]] void read_unlock() { record->read_unlock_inline(); }
-    [[gnu::noinline]] void write_lock() { record->write_lock_inline(); }
-    [[gnu::noinline]] void write_unlock() { record->write_unlock_inline(); }
+    [[gnu::noipa]] void read_lock() { record->read_lock_inline(); }
+    [[gnu::noipa]] void read_unlock() { record->read_unlock_inline(); }
+    [[gnu::noipa]] void write_lock() { record->write_lock_inline(); }
+    [[gnu::noipa]] void write_unlock() { record->write_unlock_inline(); }
 };
 
 /* libc's, with the policy that is closest: writers first. */
