@@ -13,6 +13,7 @@
 #include <span>
 #include <strings.h>
 
+#include "common/orka_print_internal.h"
 #include "common/orka_status_internal.h"
 #include "orka_idisplay.h"
 
@@ -52,27 +53,15 @@ void report_row(const call_site &site, const Row &row)
     report_warning(site, "Device name [%s] Mode [%s].", row.device, row.mode);
 }
 
-inline void print_text(FILE *stream, const char *text)
-{
-    if (text != nullptr)
-        fprintf(stream, "%s", text);
-}
-
 /* "device mode (widthxheight) Interlaced" or "... Progressive", for each row. */
 template <typename Row>
 void print_mode_table(std::span<const Row> table, FILE *stream, const char *prefix, const char *separator,
                       const char *suffix)
 {
-    const char *between = nullptr;
-
-    print_text(stream, prefix);
-    for (const Row &row : table) {
-        print_text(stream, between);
+    print_list(stream, prefix, separator, suffix, table, [stream](const Row &row) {
         fprintf(stream, "%s %s (%ux%u) %s", row.device, row.mode, row.width, row.height,
                 row.interlaced == 1 ? "Interlaced" : "Progressive");
-        between = separator;
-    }
-    print_text(stream, suffix);
+    });
 }
 
 /* Whether an address lies in buffers that are mapped at base. Kept on purpose: their end counts too. */

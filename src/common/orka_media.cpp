@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include "common/orka_media_internal.h"
+#include "common/orka_print_internal.h"
 #include "common/orka_status_internal.h"
 
 static const char pname[] = "ORKA_IMEDIA:";
@@ -215,27 +216,6 @@ static constexpr size_t audio_bitrates_size = 17;
 static_assert(std::size(audio_bitrates) == audio_bitrates_size);
 
 /* Lists */
-
-static void print_text(FILE *stream, const char *text)
-{
-    if (text != nullptr)
-        fprintf(stream, "%s", text);
-}
-
-template <typename Rows, typename PrintRow>
-static void print_list(FILE *stream, const char *prefix, const char *separator, const char *suffix,
-                       const Rows &rows, PrintRow print_row)
-{
-    const char *between = nullptr;
-
-    print_text(stream, prefix);
-    for (const auto &row : rows) {
-        print_text(stream, between);
-        print_row(row);
-        between = separator;
-    }
-    print_text(stream, suffix);
-}
 
 static void print_names(FILE *stream, const char *prefix, const char *separator, const char *suffix,
                         type_names rows)
