@@ -679,14 +679,11 @@ orka_status_t orka_idecode_get_audio_display_tsms(int32_t channel, uint32_t *tsm
 
 orka_status_t orka_idecode_get_video_display_tsms(uint32_t *tsms)
 {
-    const int32_t fd = orka_video_decoder_fd();
-    if (fd < 0)
-        return orka_no_node(HERE, no_idecode);
-
-    /* Not orka_control: this request is refused by a negative result alone. */
     video_clock_record record = {};
-    if (ioctl(fd, IDECODE_GET_VIDEO_CLOCK, &record) < 0)
-        return orka_refused(ORKA_STATUS_ERROR, errno, HERE, "Get Video Display Time.");
-    *tsms = record.tsms;
-    return ORKA_STATUS_SUCCESS;
+    const orka_status_t asked = orka_command(HERE, orka_video_decoder_fd(), no_idecode,
+                                             IDECODE_GET_VIDEO_CLOCK, &record, "Get Video Display Time.");
+
+    if (asked == ORKA_STATUS_SUCCESS)
+        *tsms = record.tsms;
+    return asked;
 }
