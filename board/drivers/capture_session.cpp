@@ -186,8 +186,11 @@ void CaptureSession::capture()
     const std::optional<uint32_t> buffer = room();
     const CaptureJob job = job_for(buffer);
     number_++;
-    if (job.buffer.empty() && job.show == CaptureJob::Show::nothing)
-        return;
+    if (job.show == CaptureJob::Show::nothing) {
+        show_nothing();
+        if (job.buffer.empty())
+            return;
+    }
     filling_ = buffer;
     busy_ = true;
     wanted_ = true;

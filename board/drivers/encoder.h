@@ -54,7 +54,9 @@ class Encoder {
     bool belongs_to(const File &file) const { return owner_ && owner_->process() == file.process(); }
     /* Null where it is not set up. */
     EncodeSession *session() const { return session_.get(); }
+    /* Of the last setup. */
     uint32_t codec() const { return codec_; }
+    const orka_iencode_frame_t &form() const { return form_; }
 
     /* Adds it to the list "encoders". */
     void report(nlohmann::json &status) const;

@@ -178,6 +178,8 @@ class VideoEncodeDriver final : public Driver {
     void control_channel(Call &call);
     void control_frames(Call &call, Channel &channel, EncodeSession &session);
     void get(Call &call, EncodeSession &session, FrameQueue &queue);
+    void changed(uint32_t channel) const;
+    void tell_size(uint32_t channel) const;
     void tell_readable(uint32_t channel) const;
     bool is_readable(const File &file) const;
 
@@ -192,8 +194,7 @@ VideoEncodeDriver::VideoEncodeDriver(Machine &machine, VideoEncoders codecs)
     : machine_(machine), codecs_(std::move(codecs)), stills_(machine, "encoder")
 {
     for (uint32_t i = 0; i < channel_count; i++)
-        channels_[i].encoder =
-            std::make_unique<Encoder>(machine, video_kind, i, [this, i] { tell_readable(i); });
+        channels_[i].encoder = std::make_unique<Encoder>(machine, video_kind, i, [this, i] { changed(i); });
 }
 
 /* Files. */
@@ -221,6 +222,21 @@ bool VideoEncodeDriver::is_readable(const File &file) const
         return false;
     const FrameQueue *const queue = queue_of(file, *encoder.session());
     return queue && queue->readable();
+}
+
+/* Frames came or went, or the encoder ended with all of them. */
+void VideoEncodeDriver::changed(uint32_t channel) const
+{
+    tell_size(channel);
+    tell_readable(channel);
+}
+
+/* Capture shows pictures of that size. */
+void VideoEncodeDriver::tell_size(uint32_t channel) const
+{
+    const Encoder &encoder = *channels_[channel].encoder;
+    machine_.encoded.at(channel) =
+        encoder.session() ? PictureSize{encoder.form().width, encoder.form().height} : PictureSize{};
 }
 
 void VideoEncodeDriver::tell_readable(uint32_t channel) const
@@ -283,6 +299,7 @@ void VideoEncodeDriver::set_up(Call &call)
          .vectors_size = columns * macroblocks(params.height) * static_cast<uint32_t>(sizeof(MotionVector)),
          .image = params.codec == jpeg ? &stills_ : nullptr,
          .make_stream = [&](std::string &why) { return make_stream(params, channel, why); }});
+    tell_size(params.channel);
 }
 
 std::unique_ptr<EncodeStream> VideoEncodeDriver::make_stream(const orka_iencode_video_params_t &params,

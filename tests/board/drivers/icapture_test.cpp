@@ -1,94 +1,16 @@
 /* The capture node on the desk: its modes, its frames, and the order of calls. */
-#include "desk.h"
+#include "capturer.h"
 
 #include <nlohmann/json.hpp>
 
-#include "board/dsp/pictures.h"
 #include "dsp/picture_controls.h"
 
 namespace orka::board::desk {
 namespace {
 
 using test::luma_of;
-using test::Picture8;
 
 constexpr uint32_t ring = 16;
-
-orka_capture_params_t mode(uint16_t height)
-{
-    const bool ntsc_mode = height == 240 || height == 480;
-    orka_capture_params_t params{.words0 = {0, 0, 1, 1, 1, 10},
-                                 .out_width = 720,
-                                 .out_height = height,
-                                 .words40 = {0, 6, 6},
-                                 .frame_rate = ntsc_mode ? 30U : 25U,
-                                 .device = "TVP5150",
-                                 .mode = "a_mode",
-                                 .width = 720,
-                                 .height = height,
-                                 .interlaced = height >= 480 ? 1U : 0U};
-    return params;
-}
-
-/* A program that captures, one request a line. */
-class Capturer {
-  public:
-    explicit Capturer(Desk &desk) : file(wire::node::icapture), desk_(desk) {}
-    ~Capturer() { close(); }
-    Capturer(const Capturer &) = delete;
-    Capturer &operator=(const Capturer &) = delete;
-
-    void close()
-    {
-        if (!std::exchange(closed_, true))
-            desk_.close(file);
-    }
-    template <typename Record>
-    Answer ask(uint32_t number, const Record &record)
-    {
-        return Player::answer_of(*desk_.begin(file, number, record));
-    }
-    int set_up(const orka_capture_params_t &params) { return ask(wire::ICAPTURE_SETUP, params).error; }
-    int enable(uint32_t flag) { return ask(wire::ICAPTURE_ENABLE, flag).error; }
-    int channels(uint32_t count) { return ask(wire::ICAPTURE_SET_CHANNELS, count).error; }
-    int start_channel(uint32_t channel) { return ask(wire::ICAPTURE_SET_START_CHANNEL, channel).error; }
-    int pass_through(uint32_t to) { return ask(wire::ICAPTURE_SET_PASSTHRU, to).error; }
-    uint32_t base() { return ask(wire::ICAPTURE_BUFFER_BASE, uint32_t{0}).as<uint32_t>(); }
-    uint32_t size() { return ask(wire::ICAPTURE_BUFFER_SIZE, uint32_t{0}).as<uint32_t>(); }
-    wire::capture_dimension_record dimension()
-    {
-        return ask(wire::ICAPTURE_DIMENSION, wire::capture_dimension_record{})
-            .as<wire::capture_dimension_record>();
-    }
-    std::shared_ptr<TestCall> begin_get(bool nonblocking = false)
-    {
-        return desk_.begin(file, wire::ICAPTURE_GET_FRAME, uint32_t{0xDEAD}, nonblocking);
-    }
-    uint32_t get() { return Player::answer_of(*begin_get()).as<uint32_t>(); }
-    int release(uint32_t address) { return ask(wire::ICAPTURE_RELEASE_FRAME, address).error; }
-    Answer decoder(uint32_t word, uint32_t value)
-    {
-        return ask(wire::ICAPTURE_VDECODER_CONTROL, wire::vdecoder_record{{word, value}});
-    }
-    Picture8 picture(uint32_t address)
-    {
-        const auto [width, height] = dimension();
-        return luma_of(desk_.bytes(address, width * height * 2), width, height);
-    }
-    int64_t next_number()
-    {
-        const uint32_t address = get();
-        const int64_t number = picture(address).counter();
-        EXPECT_EQ(release(address), 0);
-        return number;
-    }
-
-    TestFile file;
-
-  private:
-    Desk &desk_;
-    bool closed_ = false;
-};
 
 struct Shown {
     std::vector<uint8_t> uyvy;
@@ -114,7 +36,7 @@ class CaptureDesk : public ::testing::Test {
 
     void begin(uint16_t height = 480)
     {
-        ASSERT_EQ(program.set_up(mode(height)), 0);
+        ASSERT_EQ(program.set_up(capture_mode(height)), 0);
         ASSERT_EQ(program.enable(1), 0);
     }
     nlohmann::json report() { return desk.report<nlohmann::json>()["capture"]; }
@@ -147,7 +69,7 @@ class Capture : public CaptureDesk {};
 TEST_F(Capture, OfEachModeHasItsSizeAndSetsTheStandard)
 {
     for (const uint16_t height : std::initializer_list<uint16_t>{240, 288, 480, 576}) {
-        ASSERT_EQ(program.set_up(mode(height)), 0);
+        ASSERT_EQ(program.set_up(capture_mode(height)), 0);
         EXPECT_EQ(program.dimension().width, 720U);
         EXPECT_EQ(program.dimension().height, height);
         EXPECT_EQ(program.size(), ring * 720 * height * 2);
@@ -159,7 +81,7 @@ TEST_F(Capture, OfEachModeHasItsSizeAndSetsTheStandard)
 
 TEST_F(Capture, RefusesModesThatTheChipDoesNotHave)
 {
-    std::vector<orka_capture_params_t> wrong(8, mode(480));
+    std::vector<orka_capture_params_t> wrong(8, capture_mode(480));
     wrong[0].device[0] = 'X';
     wrong[1].width = 640;
     wrong[2].height = 481;
@@ -191,7 +113,7 @@ TEST_F(Capture, BeforeTheSetupRefusesEverythingElse)
 
 TEST_F(Capture, GivesTheSetupRecordBackUnchanged)
 {
-    const orka_capture_params_t params = mode(288);
+    const orka_capture_params_t params = capture_mode(288);
     const auto back = program.ask(wire::ICAPTURE_SETUP, params).as<orka_capture_params_t>();
     EXPECT_EQ(std::memcmp(&back, &params, sizeof params), 0);
 }
@@ -199,16 +121,16 @@ TEST_F(Capture, GivesTheSetupRecordBackUnchanged)
 TEST_F(Capture, CanBeSetUpAnewUnlessEnabled)
 {
     begin();
-    EXPECT_EQ(program.set_up(mode(576)), EINVAL);
+    EXPECT_EQ(program.set_up(capture_mode(576)), EINVAL);
     ASSERT_EQ(program.enable(0), 0);
-    EXPECT_EQ(program.set_up(mode(576)), 0);
+    EXPECT_EQ(program.set_up(capture_mode(576)), 0);
     EXPECT_EQ(program.dimension().height, 576U);
     EXPECT_EQ(desk.queues(), 1U);
 }
 
 TEST_F(Capture, TakesItsValuesAndNoOthers)
 {
-    ASSERT_EQ(program.set_up(mode(480)), 0);
+    ASSERT_EQ(program.set_up(capture_mode(480)), 0);
     EXPECT_EQ(program.channels(0), EINVAL);
     EXPECT_EQ(program.channels(4), 0);
     EXPECT_EQ(program.channels(5), EINVAL);
@@ -225,8 +147,8 @@ TEST_F(Capture, TakesItsValuesAndNoOthers)
 TEST_F(Capture, BelongsToTheFileThatSetItUpUntilItsLastClose)
 {
     Capturer other(desk);
-    ASSERT_EQ(program.set_up(mode(480)), 0);
-    EXPECT_EQ(other.set_up(mode(480)), EBUSY);
+    ASSERT_EQ(program.set_up(capture_mode(480)), 0);
+    EXPECT_EQ(other.set_up(capture_mode(480)), EBUSY);
     EXPECT_EQ(other.enable(1), EBUSY);
     EXPECT_EQ(other.decoder(0, 100).error, EBUSY);
     EXPECT_EQ(Player::answer_of(*other.begin_get()).error, EBUSY);
@@ -235,7 +157,7 @@ TEST_F(Capture, BelongsToTheFileThatSetItUpUntilItsLastClose)
     program.close();
     EXPECT_EQ(desk.queues(), 0U);
     Capturer next(desk);
-    EXPECT_EQ(next.set_up(mode(480)), 0);
+    EXPECT_EQ(next.set_up(capture_mode(480)), 0);
 }
 
 /* Frames. */
@@ -407,7 +329,7 @@ TEST_F(Capture, ReportsWhatItDoes)
 TEST_F(Capture, SaysWhenThereIsNoMemory)
 {
     desk.on_reactor([&] { machine_->memory.queues().allocate(70 << 20); });
-    EXPECT_EQ(program.set_up(mode(576)), ENOMEM);
+    EXPECT_EQ(program.set_up(capture_mode(576)), ENOMEM);
     EXPECT_EQ(desk.log(), "icapture: no memory for 16 frames of 829440 bytes\n");
 }
 
@@ -415,7 +337,7 @@ TEST_F(Capture, SaysWhenThereIsNoMemory)
 
 TEST_F(Capture, ShowsWhatItCapturesWherePassThroughIsCaptured)
 {
-    ASSERT_EQ(program.set_up(mode(240)), 0);
+    ASSERT_EQ(program.set_up(capture_mode(240)), 0);
     ASSERT_EQ(program.pass_through(2), 0);
     ASSERT_EQ(program.enable(1), 0);
     EXPECT_EQ(program.next_number(), 0);
@@ -429,7 +351,7 @@ TEST_F(Capture, ShowsWhatItCapturesWherePassThroughIsCaptured)
 TEST_F(Capture, ShowsTheStartChannelsPictureWherePassThroughIsEncoded)
 {
     set_encoded(2, {176, 144});
-    ASSERT_EQ(program.set_up(mode(240)), 0);
+    ASSERT_EQ(program.set_up(capture_mode(240)), 0);
     ASSERT_EQ(program.start_channel(2), 0);
     ASSERT_EQ(program.pass_through(1), 0);
     ASSERT_EQ(program.enable(1), 0);
@@ -443,7 +365,7 @@ TEST_F(Capture, ShowsTheStartChannelsPictureWherePassThroughIsEncoded)
 
 TEST_F(Capture, ShowsNothingOfAChannelThatEncodesNothing)
 {
-    ASSERT_EQ(program.set_up(mode(240)), 0);
+    ASSERT_EQ(program.set_up(capture_mode(240)), 0);
     ASSERT_EQ(program.pass_through(1), 0);
     ASSERT_EQ(program.enable(1), 0);
     for (int i = 0; i < 3; i++)
@@ -531,7 +453,7 @@ TEST_F(CaptureInRealTime, KeepsTheLatestFramesOfWhatNobodyGets)
 
 TEST_F(CaptureInRealTime, ShowsPicturesThoughTheProgramHoldsAllFrames)
 {
-    ASSERT_EQ(program.set_up(mode(480)), 0);
+    ASSERT_EQ(program.set_up(capture_mode(480)), 0);
     ASSERT_EQ(program.pass_through(2), 0);
     ASSERT_EQ(program.enable(1), 0);
     int64_t last = -1;
