@@ -17,6 +17,7 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "drivers/capture_clock.h"
+#include "drivers/dsp_window.h"
 #include "drivers/loudspeaker.h"
 #include "drivers/presentation.h"
 #include "drivers/screen.h"
@@ -94,6 +95,7 @@ struct Machine {
     const Options &options;
     std::function<void(const std::string &)> log; /* one line of the board's log, from the reactor's thread */
     std::string dsp_image;                        /* what /dev/imanage loaded, empty at first */
+    DspWindow dsp_window{memory};
     PresentationClock presentation{};
     VideoPlane video{}; /* what the decoders show */
     Loudspeaker loudspeaker{};

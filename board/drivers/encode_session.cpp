@@ -54,6 +54,11 @@ EncodeSession::EncodeSession(Machine &machine, EncodePlan &plan, std::shared_ptr
 {
 }
 
+EncodeSession::~EncodeSession()
+{
+    count_frames();
+}
+
 void EncodeSession::start_worker(EncodePlan &plan)
 {
     const auto notify = [&reactor = machine_.reactor, self = weak_from_this()] {
@@ -93,7 +98,14 @@ void EncodeSession::collect()
 {
     for (const std::string &line : worker_->collect())
         machine_.log(label_ + ": " + line);
+    count_frames();
     frames_changed_();
+}
+
+void EncodeSession::count_frames()
+{
+    const uint64_t put = worker_->counts().put;
+    machine_.dsp_window.count_frames(put - std::exchange(counted_, put));
 }
 
 } // namespace orka::board

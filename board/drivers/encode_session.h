@@ -41,6 +41,9 @@ class EncodeSession : public std::enable_shared_from_this<EncodeSession> {
 
     /* Null when there is no memory for its queue. */
     static std::shared_ptr<EncodeSession> create(Machine &machine, EncodePlan plan);
+    ~EncodeSession();
+    EncodeSession(const EncodeSession &) = delete;
+    EncodeSession &operator=(const EncodeSession &) = delete;
 
     EncodeState state() const { return state_; }
     bool enter(EncodeOrder order); /* false for what does not follow on the present state */
@@ -60,12 +63,14 @@ class EncodeSession : public std::enable_shared_from_this<EncodeSession> {
     EncodeSession(Machine &machine, EncodePlan &plan, std::shared_ptr<FrameQueue> frames);
     void start_worker(EncodePlan &plan);
     void collect();
+    void count_frames();
 
     Machine &machine_;
     const std::string label_;
     const uint32_t vectors_size_;
     const std::function<void()> frames_changed_;
     EncodeState state_;
+    uint64_t counted_ = 0; /* frames, in the DSP's window */
     std::shared_ptr<FrameQueue> frames_;
     std::shared_ptr<FrameQueue> vectors_;
     std::unique_ptr<EncodeWorker> worker_; /* ends first */

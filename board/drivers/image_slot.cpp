@@ -20,6 +20,7 @@ int ImageSlot::load(const File &file, std::string_view name, bool in_use, std::s
     }
     if (!in_use || !name_.empty()) {
         name_ = name;
+        machine_.dsp_window.load(this, name_);
         loader_ = in_use ? loader_ : &file;
     }
     return 0;
@@ -30,8 +31,10 @@ void ImageSlot::closed(const File &file, bool in_use)
     if (loader_ != &file)
         return;
     loader_ = nullptr;
-    if (!in_use)
-        name_.clear();
+    if (in_use)
+        return;
+    name_.clear();
+    machine_.dsp_window.unload(this);
 }
 
 } // namespace orka::board

@@ -14,7 +14,7 @@ namespace orka::board {
 class ImageSlot {
   public:
     /* user: who is set up with it, in the log. */
-    ImageSlot(const Machine &machine, std::string_view user) : machine_(machine), user_(user) {}
+    ImageSlot(Machine &machine, std::string_view user) : machine_(machine), user_(user) {}
 
     const std::string &name() const { return name_.empty() ? machine_.dsp_image : name_; }
 
@@ -23,7 +23,7 @@ class ImageSlot {
     void closed(const File &file, bool in_use);
 
   private:
-    const Machine &machine_;
+    Machine &machine_;
     const std::string_view user_;
     std::string name_;
     const File *loader_ = nullptr;

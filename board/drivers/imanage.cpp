@@ -4,9 +4,11 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
+#include "drivers/serial_ports.h"
 #include "dsp/images.h"
 #include "server/log.h"
 
@@ -27,9 +29,14 @@ class ImanageDriver final : public Driver {
     void reset(Call &call);
     void allocate(Call &call);
     void free(Call &call);
+    bool admit_to_ports(Call &call);
+    void read_port(Call &call);
+    void write_port(Call &call);
 
     Machine &machine_;
     std::map<uint32_t, uint32_t> owners_; /* of each block, the number of the file that asked for it */
+    SerialPorts ports_;
+    uint32_t loads_ = 0; /* of images, when the ports were set */
 };
 
 /*
@@ -56,6 +63,10 @@ void ImanageDriver::control(std::shared_ptr<Call> call)
         return allocate(*call);
     case wire::IMANAGE_FREE:
         return free(*call);
+    case wire::IMANAGE_READ_MCBSP:
+        return read_port(*call);
+    case wire::IMANAGE_WRITE_MCBSP:
+        return write_port(*call);
     default:
         return call->fail(ENOTTY);
     }
@@ -72,6 +83,7 @@ void ImanageDriver::load(Call &call)
         return call.fail(EINVAL);
     }
     machine_.dsp_image = name;
+    machine_.dsp_window.load(this, name);
     call.reply();
 }
 
@@ -79,6 +91,7 @@ void ImanageDriver::reset(Call &call)
 {
     machine_.memory.imem().reset();
     owners_.clear();
+    ports_.reset();
     call.reply();
 }
 
@@ -100,6 +113,39 @@ void ImanageDriver::free(Call &call)
     if (!machine_.memory.imem().free(address))
         return call.fail(EINVAL);
     owners_.erase(address);
+    call.reply();
+}
+
+/* Another image begins with the ports as they are after a reset. */
+bool ImanageDriver::admit_to_ports(Call &call)
+{
+    if (std::exchange(loads_, machine_.dsp_window.loads()) != machine_.dsp_window.loads())
+        ports_.reset();
+    if (machine_.dsp_window.has_serial_ports())
+        return true;
+    machine_.log("imanage: no image is loaded that serves the serial ports; mpeg4_g711_aec_codec does, and "
+                 "the others that cancel echo");
+    call.fail(EOPNOTSUPP);
+    return false;
+}
+
+void ImanageDriver::read_port(Call &call)
+{
+    if (!admit_to_ports(call))
+        return;
+    auto record = call.record<orka_imem_mcbsp_registers_t>();
+    if (!ports_.read(record))
+        return call.fail(EINVAL);
+    call.reply_record(record);
+}
+
+void ImanageDriver::write_port(Call &call)
+{
+    if (!admit_to_ports(call))
+        return;
+    const auto record = call.record<wire::mcbsp_write_record>();
+    if (!ports_.write(record.port, record.address, record.value))
+        return call.fail(EINVAL);
     call.reply();
 }
 

@@ -1,5 +1,6 @@
 #include "drivers/session.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -34,6 +35,13 @@ void answer_wait(Call &call, int32_t status)
     auto record = call.record<wire::wait_record>();
     record.status = status;
     call.reply_record(record);
+}
+
+/* LAST is none. */
+size_t frames_among(const std::vector<orka_idecode_frame_t> &decoded)
+{
+    return decoded.size() - static_cast<size_t>(std::ranges::count(decoded, uint32_t{ORKA_FRAME_TYPE_LAST},
+                                                                   &orka_idecode_frame_t::kind));
 }
 
 int32_t frame_timeout(const Call &call)
@@ -335,6 +343,7 @@ void Session::collect()
     for (const uint32_t address : progress.consumed)
         input_.free(address);
     decoded_.insert(decoded_.end(), progress.frames.begin(), progress.frames.end());
+    machine_.dsp_window.count_frames(frames_among(progress.frames));
     serve_fillers();
     present();
 }

@@ -38,7 +38,8 @@ constexpr uint32_t audio_g723[] = {26};
 constexpr uint32_t audio_g722[] = {27, 28, 29};
 constexpr uint32_t audio_g7221[] = {30, 31};
 
-/* Sorted by name; what an image decodes, then what it encodes. */
+/* Sorted by name; what an image decodes, then what it encodes. Those that cancel echo work the sound
+   chip behind the serial ports themselves. */
 constexpr auto images = std::to_array<CodecImage>({
     {"divx311_pcm_dec", video_divx3, audio_pcm},
     {"h264_aac_dec", video_h264, audio_aac},
@@ -49,12 +50,12 @@ constexpr auto images = std::to_array<CodecImage>({
     {"mpeg2_pcm_enc", {}, {}, video_mpeg2, audio_pcm},
     {"mpeg4_aac_dec", video_mpeg4_h263, audio_aac},
     {"mpeg4_aac_enc", {}, {}, video_mpeg4_h263, audio_aac},
-    {"mpeg4_g711_aec_codec", {}, {}, video_mpeg4_h263, audio_g711},
-    {"mpeg4_g7221_aec_codec", video_mpeg4_h263, audio_g7221, video_mpeg4_h263, audio_g7221},
-    {"mpeg4_g722_aec_codec", video_mpeg4_h263, audio_g722, video_mpeg4_h263, audio_g722},
-    {"mpeg4_g723_aec_codec", video_mpeg4_h263, audio_g723, video_mpeg4_h263, audio_g723},
-    {"mpeg4_g726_aec_codec", video_mpeg4_h263, audio_g726, video_mpeg4_h263, audio_g726},
-    {"mpeg4_g729_aec_codec", video_mpeg4_h263, audio_g729, video_mpeg4_h263, audio_g729},
+    {"mpeg4_g711_aec_codec", {}, {}, video_mpeg4_h263, audio_g711, true},
+    {"mpeg4_g7221_aec_codec", video_mpeg4_h263, audio_g7221, video_mpeg4_h263, audio_g7221, true},
+    {"mpeg4_g722_aec_codec", video_mpeg4_h263, audio_g722, video_mpeg4_h263, audio_g722, true},
+    {"mpeg4_g723_aec_codec", video_mpeg4_h263, audio_g723, video_mpeg4_h263, audio_g723, true},
+    {"mpeg4_g726_aec_codec", video_mpeg4_h263, audio_g726, video_mpeg4_h263, audio_g726, true},
+    {"mpeg4_g729_aec_codec", video_mpeg4_h263, audio_g729, video_mpeg4_h263, audio_g729, true},
     {"mpeg4_pcm_dec", video_mpeg4_h263, audio_pcm},
     {"mpeg4_pcm_enc", {}, {}, video_mpeg4_h263, audio_pcm_wma},
     {"mpeg4sp_g7xx_dec", video_mpeg4_h263, audio_g711_g726},

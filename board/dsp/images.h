@@ -14,6 +14,7 @@ struct CodecImage {
     std::span<const uint32_t> audio;
     std::span<const uint32_t> coded_video{}; /* codec numbers that it encodes */
     std::span<const uint32_t> coded_audio{};
+    bool serial_ports = false; /* it answers for the DSP's serial ports */
 
     bool decodes_video(uint32_t codec) const;
     bool decodes_audio(uint32_t codec) const;

@@ -40,6 +40,32 @@ class ImanageTest : public testing::Test {
         return ask_word(wire::IMANAGE_ALLOC, bytes, from).word();
     }
 
+    FakeAnswer load_image(const std::string &name)
+    {
+        return load(std::string(name.c_str(), name.size() + 1));
+    }
+    FakeAnswer read_port(uint16_t port)
+    {
+        const orka_imem_mcbsp_registers_t record{.port = port};
+        return ask(wire::IMANAGE_READ_MCBSP, {reinterpret_cast<const uint8_t *>(&record), sizeof record},
+                   file);
+    }
+    orka_imem_mcbsp_registers_t registers(uint16_t port)
+    {
+        orka_imem_mcbsp_registers_t record{};
+        const FakeAnswer answer = read_port(port);
+        EXPECT_EQ(answer.out.size(), sizeof record);
+        memcpy(&record, answer.out.data(), std::min(answer.out.size(), sizeof record));
+        return record;
+    }
+    int write_port(uint16_t port, uint16_t address, uint16_t value)
+    {
+        const wire::mcbsp_write_record record{port, 0, address, value};
+        return ask(wire::IMANAGE_WRITE_MCBSP, {reinterpret_cast<const uint8_t *>(&record), sizeof record},
+                   file)
+            .error;
+    }
+
     Reactor reactor;
     Memory memory{16 * mebibyte};
     Options options;
@@ -158,6 +184,105 @@ TEST_F(ImanageTest, RefusesANameWithoutAnEnd)
 {
     EXPECT_EQ(load(std::string(33, 'x')).error, EINVAL);
     EXPECT_EQ(load("mpeg4_aac_dec").error, EINVAL);
+}
+
+constexpr uint16_t both_ports[] = {0, 1};
+
+class SerialPortsTest : public ImanageTest {
+  protected:
+    void SetUp() override { ASSERT_EQ(load_image("mpeg4_g711_aec_codec").error, 0); }
+};
+
+TEST_F(SerialPortsTest, ListFifteenRegistersByTheirAddress)
+{
+    for (const uint16_t port : both_ports) {
+        const orka_imem_mcbsp_registers_t record = registers(port);
+        EXPECT_EQ(record.port, port);
+        for (uint16_t row = 0; row < ORKA_IMEM_MCBSP_REGISTERS; row++)
+            EXPECT_EQ(record.rows[row].address, row);
+    }
+}
+
+TEST_F(SerialPortsTest, BeginAsAfterAReset)
+{
+    const orka_imem_mcbsp_registers_t record = registers(0);
+    for (const orka_imem_mcbsp_register_t &row : record.rows)
+        EXPECT_EQ(row.value, row.address == 6 ? 0x0001 : row.address == 7 ? 0x2000 : 0) << row.address;
+}
+
+TEST_F(SerialPortsTest, HoldWhatIsWrittenEachForItself)
+{
+    for (const uint16_t port : both_ports) {
+        for (uint16_t address = 0; address < ORKA_IMEM_MCBSP_REGISTERS; address++)
+            EXPECT_EQ(write_port(port, address, static_cast<uint16_t>(0xFF00 + 16 * port + address)), 0);
+    }
+    for (const uint16_t port : both_ports) {
+        const orka_imem_mcbsp_registers_t record = registers(port);
+        for (const orka_imem_mcbsp_register_t &row : record.rows)
+            EXPECT_EQ(row.value, 0xFF00 + 16 * port + row.address);
+    }
+}
+
+TEST_F(SerialPortsTest, AreTwo)
+{
+    EXPECT_EQ(read_port(2).error, EINVAL);
+    EXPECT_EQ(write_port(2, 0, 0), EINVAL);
+    EXPECT_EQ(write_port(0xFFFF, 0, 0), EINVAL);
+}
+
+TEST_F(SerialPortsTest, RefuseAnAddressThatIsNoRegister)
+{
+    EXPECT_EQ(write_port(0, 15, 1), EINVAL);
+    EXPECT_EQ(write_port(1, 0xFFFF, 1), EINVAL);
+}
+
+TEST_F(SerialPortsTest, AreResetByAnotherImage)
+{
+    write_port(1, 0xE, 0x0A00);
+    load_image("mpeg4_g723_aec_codec");
+    EXPECT_EQ(registers(1).rows[0xE].value, 0);
+}
+
+TEST_F(SerialPortsTest, AreLeftAloneByTheSameImageAndOneThatIsRefused)
+{
+    write_port(1, 0xE, 0x0A00);
+    load_image("mpeg4_g711_aec_codec");
+    load_image("toaster");
+    EXPECT_EQ(registers(1).rows[0xE].value, 0x0A00);
+}
+
+TEST_F(SerialPortsTest, AreResetWithTheManager)
+{
+    write_port(0, 0, 0x4001);
+    ask(wire::IMANAGE_RESET, {}, file);
+    EXPECT_EQ(registers(0).rows[0].value, 0);
+}
+
+TEST_F(SerialPortsTest, AreServedByTheImageOfAChannelToo)
+{
+    load_image("mpeg4_aac_dec");
+    EXPECT_EQ(read_port(0).error, EOPNOTSUPP);
+    machine.dsp_window.load(&other, "mpeg4_g711_aec_codec");
+    EXPECT_EQ(read_port(0).error, 0);
+}
+
+TEST_F(ImanageTest, WithoutAnImageThatServesThemThereAreNoSerialPorts)
+{
+    EXPECT_EQ(read_port(0).error, EOPNOTSUPP);
+    load_image("mpeg4_aac_enc");
+    EXPECT_EQ(read_port(0).error, EOPNOTSUPP);
+    EXPECT_EQ(write_port(0, 0, 1), EOPNOTSUPP);
+    ASSERT_EQ(log.size(), 3u);
+    EXPECT_EQ(log[0], "imanage: no image is loaded that serves the serial ports; mpeg4_g711_aec_codec does, "
+                      "and the others that cancel echo");
+}
+
+TEST_F(ImanageTest, ALoadShowsInTheWindowOfTheDsp)
+{
+    load_image("toaster");
+    EXPECT_EQ(memory.at(DspWindow::address, 2)[1], 0);
+    load_image("ogg_dec");
+    EXPECT_EQ(memory.at(DspWindow::address, 2)[1], 1);
 }
 
 TEST_F(ImanageTest, RefusesAnEmptyName)
