@@ -54,6 +54,7 @@ class CaptureSession : public std::enable_shared_from_this<CaptureSession> {
     uint32_t size() const { return mode_.frame_size() * buffers; }
     bool enabled() const { return enabled_; }
     bool readable() const { return !waiting_.empty(); }
+    size_t waiting() const { return waiting_.size(); }
     size_t held() const { return held_.size(); }
     const Counts &counts() const { return counts_; }
 

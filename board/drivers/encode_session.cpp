@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "orka_media.h"
+
 namespace orka::board {
 
 namespace {
@@ -82,6 +84,15 @@ bool EncodeSession::enter(EncodeOrder order)
     if (order == EncodeOrder::stop)
         worker_->stop();
     return true;
+}
+
+void EncodeSession::taken(const orka_iencode_frame_t &frame)
+{
+    if (frame.kind != ORKA_FRAME_TYPE_LAST) {
+        frames_out_++;
+        taken_tsms_ = frame.timestamp;
+    }
+    worker_->taken(frame);
 }
 
 FrameQueue *EncodeSession::open_vectors()

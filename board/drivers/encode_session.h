@@ -51,13 +51,15 @@ class EncodeSession : public std::enable_shared_from_this<EncodeSession> {
     FrameQueue &frames() { return *frames_; }
     const FrameQueue &frames() const { return *frames_; }
     void room_came() { worker_->room_came(); }
-    void taken(const orka_iencode_frame_t &frame) { worker_->taken(frame); }
+    void taken(const orka_iencode_frame_t &frame); /* by the program */
 
     /* The motion vectors' queue; there are vectors from the first call on. Null when there is no memory. */
     FrameQueue *open_vectors();
     FrameQueue *vectors() const { return vectors_.get(); } /* null before */
 
     const EncodeCounts &counts() const { return worker_->counts(); }
+    uint64_t frames_out() const { return frames_out_; } /* taken since setup, each LAST left out */
+    uint32_t taken_tsms() const { return taken_tsms_; } /* time stamp of the one taken last */
 
   private:
     EncodeSession(Machine &machine, EncodePlan &plan, std::shared_ptr<FrameQueue> frames);
@@ -71,6 +73,8 @@ class EncodeSession : public std::enable_shared_from_this<EncodeSession> {
     const std::function<void()> frames_changed_;
     EncodeState state_;
     uint64_t counted_ = 0; /* frames, in the DSP's window */
+    uint64_t frames_out_ = 0;
+    uint32_t taken_tsms_ = 0;
     std::shared_ptr<FrameQueue> frames_;
     std::shared_ptr<FrameQueue> vectors_;
     std::unique_ptr<EncodeWorker> worker_; /* ends first */

@@ -291,7 +291,6 @@ bool EncodeWorker::deliver(const Coded &coded)
     }
     if (!frames_->put(coded.frame, coded.data))
         return false;
-    counts_.put++;
     if (coded.vector_queue)
         deliver_vectors(coded);
     return true;

@@ -27,9 +27,10 @@ const char *name_of(EncodeState state)
 nlohmann::json report_of(const FrameQueue &queue)
 {
     return {{"base", queue.base()},
-            {"length", queue.length()},
+            {"bytes", queue.length()},
+            {"limit", queue.limit()},
             {"waiting", queue.waiting()},
-            {"held", queue.held()}};
+            {"taken", queue.held()}};
 }
 
 } // namespace
@@ -159,11 +160,13 @@ void Encoder::report(nlohmann::json &status) const
     if (session_) {
         const EncodeCounts &counts = session_->counts();
         encoder["codec"] = codec_;
+        encoder["process"] = owner_->process();
         encoder[std::string(kind_.width)] = form_.width;
         encoder[std::string(kind_.height)] = form_.height;
-        encoder["captured"] = counts.captured.load();
-        encoder["frames"] = counts.put.load();
+        encoder["frames_in"] = counts.captured.load();
+        encoder["frames_out"] = session_->frames_out();
         encoder["dropped"] = counts.dropped.load();
+        encoder["tsms"] = session_->taken_tsms();
         encoder["queue"] = report_of(session_->frames());
         if (session_->vectors()) {
             encoder["vectors"] = report_of(*session_->vectors());

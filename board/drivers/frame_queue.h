@@ -31,6 +31,7 @@ class FrameQueue {
 
     uint32_t base() const { return base_; }
     uint32_t length() const { return length_; }
+    uint32_t limit() const { return count_; } /* frames */
 
     /* Called, with the queue locked, when there may be more room than before. */
     void on_room(std::function<void()> handler);

@@ -215,14 +215,20 @@ void IcaptureDriver::report(nlohmann::json &status) const
                {"width", session_->mode().standard.width},
                {"height", session_->mode().height()},
                {"rate", session_->mode().standard.rate},
-               {"enabled", session_->enabled()},
+               {"state", session_->enabled() ? "capturing" : "stopped"},
+               {"process", owner_->process()},
                {"channels", channels_},
                {"start_channel", start_channel_},
                {"pass_through", static_cast<uint32_t>(pass_through_)},
-               {"captured", counts.captured},
-               {"got", counts.got},
-               {"held", session_->held()},
-               {"dropped", counts.dropped}};
+               {"frames_in", counts.captured},
+               {"frames_out", counts.got},
+               {"dropped", counts.dropped},
+               {"queue",
+                {{"base", session_->base()},
+                 {"bytes", session_->size()},
+                 {"limit", CaptureSession::buffers},
+                 {"waiting", session_->waiting()},
+                 {"taken", session_->held()}}}};
 }
 
 } // namespace

@@ -16,8 +16,9 @@ using nlohmann::json;
 
 /* What a reader looks for first; all else follows by name. */
 constexpr std::string_view leading_parts[] = {"board", "nodes", "decoders", "encoders", "capture", "display"};
-constexpr std::string_view leading_names[] = {"node", "channel", "stream", "device",
-                                              "mode", "source",  "state"};
+constexpr std::string_view leading_names[] = {"node",       "channel", "stream", "device", "mode",
+                                              "source",     "state",   "codec",  "image",  "frames_in",
+                                              "frames_out", "dropped", "tsms"};
 
 constexpr int indent = 2;
 

@@ -126,7 +126,7 @@ TEST_F(EncodeFrames, WhatIsNotTakenHoldsTheEncoderUpAndNothingIsLost)
 {
     Recorder recorder(desk);
     record(recorder, small_queue(4));
-    ASSERT_TRUE(eventually([&] { return told()["captured"] == 5; }));
+    ASSERT_TRUE(eventually([&] { return told()["frames_in"] == 5; }));
     EXPECT_EQ(told()["queue"]["waiting"], 4);
     for (uint32_t n = 0; n < 50; n++)
         ASSERT_EQ(recorder.next_frame().timestamp, n * 1000 / 30);
@@ -138,7 +138,7 @@ TEST_F(EncodeFrames, BytesAloneCanFillTheQueue)
     stage.packet_size = 20'000;
     Recorder recorder(desk);
     record(recorder);
-    ASSERT_TRUE(eventually([&] { return told()["captured"] == 4; }));
+    ASSERT_TRUE(eventually([&] { return told()["frames_in"] == 4; }));
     EXPECT_EQ(told()["queue"]["waiting"], 3);
     for (uint32_t n = 0; n < 20; n++)
         ASSERT_EQ(recorder.stamp_of(recorder.next_frame()).codec, 1U);
@@ -190,13 +190,13 @@ TEST_F(EncodeEnd, WhatWasCapturedComesOutAndThenLast)
     stage.hold_back = true;
     Recorder recorder(desk);
     record(recorder);
-    ASSERT_TRUE(eventually([&] { return told()["captured"] > 10; }));
+    ASSERT_TRUE(eventually([&] { return told()["frames_in"] > 10; }));
     ASSERT_EQ(recorder.stop(), 0);
     std::vector<orka_iencode_frame_t> frames;
     orka_iencode_frame_t last = recorder.next_frame();
     for (; last.kind == ORKA_FRAME_TYPE_VIDEO; last = recorder.next_frame())
         frames.push_back(last);
-    EXPECT_EQ(frames.size(), told()["captured"]);
+    EXPECT_EQ(frames.size(), told()["frames_in"]);
     const orka_iencode_frame_t expected{
         .kind = ORKA_FRAME_TYPE_LAST,
         .number = static_cast<uint32_t>(frames.size()),
@@ -212,7 +212,7 @@ TEST_F(EncodeEnd, AStoppedEncoderWithAFullQueueLosesNothing)
 {
     Recorder recorder(desk);
     record(recorder, small_queue(2));
-    ASSERT_TRUE(eventually([&] { return told()["captured"] == 3; }));
+    ASSERT_TRUE(eventually([&] { return told()["frames_in"] == 3; }));
     ASSERT_EQ(recorder.stop(), 0);
     EXPECT_EQ(recorder.take_all().size(), 3U);
 }
@@ -235,7 +235,7 @@ TEST_F(EncodeEnd, WhatIsLeftOfOneStreamStaysBeforeTheNext)
 {
     Recorder recorder(desk);
     record(recorder, small_queue(3));
-    ASSERT_TRUE(eventually([&] { return told()["captured"] == 4; }));
+    ASSERT_TRUE(eventually([&] { return told()["frames_in"] == 4; }));
     ASSERT_EQ(recorder.stop(), 0);
     ASSERT_EQ(recorder.start(), 0);
     EXPECT_EQ(recorder.take_all().size(), 4U);
@@ -408,10 +408,10 @@ TEST_F(EncodeChannels, NoneRunsMoreThanASecondAheadOfOneThatWorks)
     Recorder quick(desk, 1);
     record(quick, encode_params(1, 1));
     const uint32_t first = quick.wait_frame().timestamp;
-    ASSERT_TRUE(eventually([&] { return told(1)["captured"] == 35; }));
+    ASSERT_TRUE(eventually([&] { return told(1)["frames_in"] == 35; }));
     EXPECT_EQ(first, 0U);
     stage.open_gate();
-    EXPECT_TRUE(eventually([&] { return told(1)["captured"] > 44; }));
+    EXPECT_TRUE(eventually([&] { return told(1)["frames_in"] > 44; }));
 }
 
 /* ---- Real time ---- */
@@ -459,7 +459,7 @@ TEST_F(EncodeRealTime, AnEncoderThatIsTooSlowLosesPicturesAndCatchesUp)
     EXPECT_EQ(desk.log(), "vencode 0: the encoder is too slow: what it cannot keep up with is dropped\n");
     ASSERT_EQ(recorder.stop(), 0);
     const auto frames = recorder.take_all();
-    EXPECT_EQ(frames.size() + told()["dropped"].get<size_t>(), told()["captured"]);
+    EXPECT_EQ(frames.size() + told()["dropped"].get<size_t>(), told()["frames_in"]);
 }
 
 TEST_F(EncodeRealTime, StopNeedNotWaitForTheNextPicture)

@@ -355,7 +355,8 @@ TEST_F(EncodeReport, AnEncoderTellsItsStateItsStreamAndItsQueue)
     orka_iencode_video_params_t params = encode_params(1, 2);
     params.bufcount = 3;
     record(recorder, params);
-    ASSERT_TRUE(eventually([&] { return told(2)["frames"] == 3 && told(2)["captured"] == 4; }));
+    ASSERT_TRUE(eventually([&] { return told(2)["queue"]["waiting"] == 3 && told(2)["frames_in"] == 4; }));
+    recorder.wait_frame();
     recorder.wait_frame();
     const nlohmann::json encoder = told(2);
     const nlohmann::json expected{
@@ -366,10 +367,13 @@ TEST_F(EncodeReport, AnEncoderTellsItsStateItsStreamAndItsQueue)
         {"codec", 1},
         {"width", 320},
         {"height", 240},
-        {"captured", 4},
-        {"frames", 3},
+        {"process", 1},
+        {"frames_in", 4},
+        {"frames_out", 2},
         {"dropped", 0},
-        {"queue", {{"base", recorder.queue().pbase}, {"length", 0x10000}, {"waiting", 2}, {"held", 1}}}};
+        {"tsms", 33},
+        {"queue",
+         {{"base", recorder.queue().pbase}, {"bytes", 0x10000}, {"limit", 3}, {"waiting", 1}, {"taken", 2}}}};
     EXPECT_EQ(encoder, expected);
 }
 

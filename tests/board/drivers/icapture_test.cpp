@@ -236,7 +236,7 @@ TEST_F(Capture, WaitsForAReleaseWhenTheProgramHoldsAllFrames)
     std::vector<uint32_t> held;
     for (uint32_t i = 0; i < ring; i++)
         held.push_back(program.get());
-    EXPECT_EQ(report()["held"], ring);
+    EXPECT_EQ(report()["queue"]["taken"], ring);
     const auto waiting = program.begin_get();
     EXPECT_FALSE(waiting->wait(50ms));
     EXPECT_EQ(program.release(held[3]), 0);
@@ -318,11 +318,16 @@ TEST_F(Capture, ReportsWhatItDoes)
     begin();
     for (int i = 0; i < 3; i++)
         program.next_number();
-    EXPECT_TRUE(eventually([&] { return report()["captured"] == 4; })); /* one ahead */
+    EXPECT_TRUE(eventually([&] { return report()["frames_in"] == 4; })); /* one ahead */
     EXPECT_EQ(report()["mode"], "a_mode");
-    EXPECT_EQ(report()["enabled"], true);
-    EXPECT_EQ(report()["got"], 3);
-    EXPECT_EQ(report()["held"], 0);
+    EXPECT_EQ(report()["state"], "capturing");
+    EXPECT_EQ(report()["process"], 1);
+    EXPECT_EQ(report()["frames_out"], 3);
+    EXPECT_EQ(report()["queue"], (nlohmann::json{{"base", program.base()},
+                                                 {"bytes", program.size()},
+                                                 {"limit", ring},
+                                                 {"waiting", 1},
+                                                 {"taken", 0}}));
     EXPECT_EQ(report()["dropped"], 0);
 }
 
@@ -447,7 +452,7 @@ TEST_F(CaptureInRealTime, DropsFramesThatFindNoBuffer)
 TEST_F(CaptureInRealTime, KeepsTheLatestFramesOfWhatNobodyGets)
 {
     begin();
-    EXPECT_TRUE(eventually([&] { return report()["captured"] > ring + 4; }));
+    EXPECT_TRUE(eventually([&] { return report()["frames_in"] > ring + 4; }));
     EXPECT_GT(program.next_number(), 2);
 }
 

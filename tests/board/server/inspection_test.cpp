@@ -259,6 +259,19 @@ TEST(StatusText, PutsRecordsOnLinesAndWhatTheyHoldBelow)
                                    "  none\n");
 }
 
+TEST(StatusText, TellsWhatSomethingIsBeforeItsFiguresAndTheRestByName)
+{
+    const auto status = nlohmann::json::parse(R"({"encoders": [
+        {"bitrate": 1, "channel": 2, "codec": 6, "dropped": 0, "frames_in": 7, "frames_out": 5,
+         "image": "h264_pcm_enc", "node": "vencode", "queue": {"taken": 1, "waiting": 1},
+         "state": "encoding", "tsms": 133}]})");
+    EXPECT_EQ(status_text(status), "encoders\n"
+                                   "  node vencode, channel 2, state encoding, codec 6, image h264_pcm_enc, "
+                                   "frames in 7, frames out 5, dropped 0, tsms 133, bitrate 1\n"
+                                   "    queue\n"
+                                   "      taken 1, waiting 1\n");
+}
+
 /* The questions themselves, as any client may put them. */
 
 TEST_F(Inspection, APlaneThatIsNoneIsRefused)
