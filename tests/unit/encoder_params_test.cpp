@@ -12,26 +12,11 @@
 #include "support/child.h"
 #include "support/harness.h"
 #include "support/words.h"
+#include "unit/params.h"
 
 using namespace orka_test;
 
 namespace {
-
-/* A descriptor whose every word but the named ones must not matter. */
-orka_audio_desc_t audio(int32_t type, uint32_t rate, uint32_t bitrate)
-{
-    return {.valid = 0,
-            .type = type,
-            .reserved = 9,
-            .channels = 0x102,
-            .sample_rate = rate,
-            .bitrate = bitrate,
-            .extra0 = 90,
-            .extra1 = 91,
-            .extra2 = 92,
-            .extra3 = 93,
-            .extra4 = 94};
-}
 
 orka_video_desc_t video(int32_t type, uint32_t width, uint32_t height)
 {
@@ -194,7 +179,7 @@ TEST_P(NarrowEncoderParams, HaveACodecForEachBitrate)
 
 TEST_P(NarrowEncoderParams, RefuseAnyOtherBitrate)
 {
-    for (uint32_t bitrate : {0u, 4u, 5u, 7u, 8u, 16u, 24u, 31u, 32u, 40u, 48u, 56u, 63u, 64u, 65u, 4000u}) {
+    for (uint32_t bitrate : tried_bitrates) {
         if (GetParam().codings.count(bitrate))
             continue;
         const uint32_t shown = GetParam().shown ? GetParam().shown : bitrate;
@@ -205,7 +190,7 @@ TEST_P(NarrowEncoderParams, RefuseAnyOtherBitrate)
 
 TEST_P(NarrowEncoderParams, RefuseAnyOtherSampleRateFirst)
 {
-    for (uint32_t rate : {0u, 7999u, 8000u, 8001u, 16000u, 44100u, 0xFFFFFFFFu}) {
+    for (uint32_t rate : tried_rates) {
         if (rate == GetParam().rate)
             continue;
         expect_no_audio(GetParam().type, rate, 1,
@@ -214,13 +199,7 @@ TEST_P(NarrowEncoderParams, RefuseAnyOtherSampleRateFirst)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, NarrowEncoderParams, testing::ValuesIn(narrows),
-                         [](const testing::TestParamInfo<Narrow> &info) {
-                             std::string name;
-                             for (const char *letter = info.param.name; *letter; letter++)
-                                 name += *letter == '.' ? "" : std::string(1, *letter);
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Types, NarrowEncoderParams, testing::ValuesIn(narrows), name_without_dots<Narrow>);
 
 TEST_F(EncoderParams, OfAudioThatTheEncoderDoesNotHaveAreRefused)
 {
@@ -327,56 +306,32 @@ const std::map<std::string, std::vector<const char *>> selection = {
     {"MPEG2", {"mpeg2_pcm_enc", "-", "-", "-", "-", "-", "-", "-", "-", "mpeg2_pcm_enc", "-"}},
 };
 
-class EncoderCodecName : public HarnessTest {
+class EncoderCodecName : public CodecNameTest {
   protected:
-    void expect_none(int32_t vtype, int32_t atype, const std::string &message)
+    EncoderCodecName()
+        : CodecNameTest("orka_iencode_get_codec_name", "ORKA_IENCODE: ", orka_iencode_get_codec_name)
     {
-        EXPECT_EQ(orka_iencode_get_codec_name(vtype, atype), nullptr) << vtype << " " << atype;
-        EXPECT_EQ(log.take_error(), error_line("orka_iencode_get_codec_name", "ORKA_IENCODE: " + message));
-    }
-
-    void expect_combination_refused(const std::string &video, int32_t atype)
-    {
-        expect_none(orka_media_video_type(video.c_str()), atype,
-                    "Unsupported Video(" + video + ") Audio(" + orka_media_audio_string(atype) +
-                        ") Combination.");
     }
 };
 
 TEST_F(EncoderCodecName, IsTheOneOfTheTable)
 {
-    for (const auto &[video, names] : selection) {
-        ASSERT_EQ(names.size(), std::size(columns));
-        for (size_t i = 0; i < std::size(columns); i++) {
-            const int32_t atype = orka_media_audio_type(columns[i]);
-            if (strcmp(names[i], "-") == 0)
-                expect_combination_refused(video, atype);
-            else
-                EXPECT_STREQ(orka_iencode_get_codec_name(orka_media_video_type(video.c_str()), atype),
-                             names[i])
-                    << video << " " << columns[i];
-        }
-    }
+    expect_table(columns, selection);
 }
 
 TEST_F(EncoderCodecName, IsNoneForAudioOutsideTheTable)
 {
-    for (const auto &row : selection) {
-        for (int32_t atype : {-1, 2, 3, 9, 11, 12, 13, 15, 18, -2, 1000, INT32_MIN, INT32_MAX})
-            expect_combination_refused(row.first, atype);
-    }
+    constexpr int32_t types[] = {-1, 2, 3, 9, 11, 12, 13, 15, 18, -2, 1000, INT32_MIN, INT32_MAX};
+    expect_no_audio(selection, types);
 }
 
 TEST_F(EncoderCodecName, IsNoneForVideoOutsideTheTable)
 {
-    const std::pair<int32_t, const char *> types[] = {
+    constexpr std::pair<int32_t, const char *> types[] = {
         {-1, "UNKNOWN"}, {1, "DIVX3"},           {4, "MJPEG"},          {5, "MPEG1"},   {8, "MSMPEG4"},
         {9, "WMV7"},     {11, "WMV9"},           {12, "YUV422"},        {13, "RGB888"}, {14, "JPEG"},
         {15, "UNKNOWN"}, {INT32_MIN, "UNKNOWN"}, {INT32_MAX, "UNKNOWN"}};
-    for (auto [vtype, name] : types) {
-        for (int32_t atype : {0, 1, 15, 16, -1})
-            expect_none(vtype, atype, std::string("Unsupported Video Type (") + name + ").");
-    }
+    expect_no_video(types);
 }
 
 /* The way from a queue to its driver. */
