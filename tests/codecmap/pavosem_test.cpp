@@ -3,11 +3,27 @@
 
 #include <cerrno>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <vector>
 
 #include "codecmap/semaphores.h"
 
 using namespace orka_test;
+
+namespace {
+
+int fchmod_error = 0; /* what giving a file its rights fails with; 0 where it does not */
+
+} // namespace
+
+/* Comes before libc's for libpavosem.so. */
+extern "C" int fchmod(int fd, mode_t mode) noexcept
+{
+    if (fchmod_error == 0)
+        return static_cast<int>(syscall(SYS_fchmod, fd, mode));
+    errno = fchmod_error;
+    return -1;
+}
 
 namespace {
 
@@ -85,6 +101,45 @@ TEST_F(Semaphore, WithoutAFolderForItsFileIsRefused)
 {
     EXPECT_EQ(PavoSemCreate((file.folder + "/none/file").c_str(), 'a', 1, &id), -1);
     EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(id, -99);
+}
+
+TEST_F(Semaphore, WithoutRightsForItsFileIsRefused)
+{
+    fchmod_error = EPERM;
+    EXPECT_EQ(create(), -1);
+    EXPECT_EQ(errno, EPERM);
+    fchmod_error = 0;
+    EXPECT_EQ(id, -99);
+    EXPECT_EQ(find_set(file.path, 'a'), -1);
+}
+
+TEST_F(Semaphore, OfAFileThatLeadsNowhereIsRefused)
+{
+    ASSERT_EQ(symlink((file.folder + "/none").c_str(), file.path.c_str()), 0);
+    EXPECT_EQ(create(), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(id, -99);
+}
+
+TEST_F(Semaphore, WhoseSetIsSomebodyElsesIsRefused)
+{
+    EXPECT_EQ(create('x'), 0);
+    ASSERT_GE(semget(ftok(file.path.c_str(), 'a'), 1, IPC_CREAT | 0666), 0);
+    id = -99;
+    EXPECT_EQ(create('a'), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(id, -99);
+}
+
+TEST_F(Semaphore, ThatCannotHoldItsInitialValueIsRefused)
+{
+    EXPECT_EQ(create('x'), 0);
+    const int full = semget(ftok(file.path.c_str(), 'a'), 2, IPC_CREAT | 0666);
+    ASSERT_EQ(PavoSemSetValue(full, 32767), 0);
+    id = -99;
+    EXPECT_EQ(create('a'), -1);
+    EXPECT_EQ(errno, ERANGE);
     EXPECT_EQ(id, -99);
 }
 
