@@ -11,13 +11,18 @@ struct audio_row {
     AVCodecID codec;
     int frame_size; /* samples of a packet that does not tell by itself; 0: it does */
     int bits;       /* of a coded sample, where it has a fixed number */
+    int delay;      /* samples that a decoder gives before the first that was captured */
 };
 
 constexpr audio_row audio_rows[] = {
-    {ORKA_AUDIO_TYPE_AAC, AV_CODEC_ID_AAC, 1024, 0},      {ORKA_AUDIO_TYPE_MP3, AV_CODEC_ID_MP3, 1152, 0},
-    {ORKA_AUDIO_TYPE_PCM, AV_CODEC_ID_PCM_S16LE, 0, 16},  {ORKA_AUDIO_TYPE_G711, AV_CODEC_ID_PCM_MULAW, 0, 8},
-    {ORKA_AUDIO_TYPE_G722, AV_CODEC_ID_ADPCM_G722, 0, 4}, {ORKA_AUDIO_TYPE_G723, AV_CODEC_ID_G723_1, 240, 0},
-    {ORKA_AUDIO_TYPE_G726, AV_CODEC_ID_ADPCM_G726, 0, 0}, {ORKA_AUDIO_TYPE_WMA, AV_CODEC_ID_WMAV2, 2048, 0},
+    {ORKA_AUDIO_TYPE_AAC, AV_CODEC_ID_AAC, 1024, 0, 1024},
+    {ORKA_AUDIO_TYPE_MP3, AV_CODEC_ID_MP3, 1152, 0, 1105},
+    {ORKA_AUDIO_TYPE_PCM, AV_CODEC_ID_PCM_S16LE, 0, 16, 0},
+    {ORKA_AUDIO_TYPE_G711, AV_CODEC_ID_PCM_MULAW, 0, 8, 0},
+    {ORKA_AUDIO_TYPE_G722, AV_CODEC_ID_ADPCM_G722, 0, 4, 0},
+    {ORKA_AUDIO_TYPE_G723, AV_CODEC_ID_G723_1, 240, 0, 0},
+    {ORKA_AUDIO_TYPE_G726, AV_CODEC_ID_ADPCM_G726, 0, 0, 0},
+    {ORKA_AUDIO_TYPE_WMA, AV_CODEC_ID_WMAV2, 2048, 0, 2048},
 };
 
 struct video_row {
@@ -112,6 +117,7 @@ void describe_audio(AVCodecParameters &stream, orka_audio_type_t type,
     av_channel_layout_default(&stream.ch_layout, static_cast<int>(params.channels));
     stream.bit_rate = params.bitrate_bps;
     stream.frame_size = row.frame_size;
+    stream.initial_padding = row.delay;
     stream.bits_per_coded_sample = row.bits;
     if (type == ORKA_AUDIO_TYPE_MP3 && params.sample_rate < 32000)
         stream.frame_size = row.frame_size / 2;

@@ -33,19 +33,19 @@ constexpr orka_video_type_t no_video = ORKA_VIDEO_TYPE_NONE;
 constexpr orka_audio_type_t no_audio = ORKA_AUDIO_TYPE_NONE;
 
 constexpr Container containers[] = {
-    {".avi", "avi", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, all_videos, all_audios, false},
-    {".mp4", "mp4", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, common_videos, mpeg_audios, false},
-    {".mkv", "matroska", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, all_audios, false},
-    {".mov", "mov", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, mov_audios, false},
-    {".ts", "mpegts", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, common_videos, mpeg_audios, false},
-    {".m4v", "m4v", ORKA_VIDEO_TYPE_MPEG4, no_audio, mpeg4_video, {}, false},
-    {".h263", "h263", ORKA_VIDEO_TYPE_H263, no_audio, h263_video, {}, false},
-    {".h264", "h264", ORKA_VIDEO_TYPE_H264, no_audio, h264_video, {}, false},
-    {".m2v", "mpeg2video", ORKA_VIDEO_TYPE_MPEG2, no_audio, mpeg2_video, {}, false},
-    {".mp3", "mp3", no_video, ORKA_AUDIO_TYPE_MP3, {}, mp3_audio, false},
-    {".aac", "adts", no_video, ORKA_AUDIO_TYPE_AAC, {}, aac_audio, false},
-    {".wav", "wav", no_video, ORKA_AUDIO_TYPE_PCM, {}, wave_audios, false},
-    {".jpg", "image2", ORKA_VIDEO_TYPE_JPEG, no_audio, jpeg_video, {}, true},
+    {".avi", "avi", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, all_videos, all_audios, false, true},
+    {".mp4", "mp4", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, common_videos, mpeg_audios, false, false},
+    {".mkv", "matroska", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, all_audios, false, false},
+    {".mov", "mov", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, mov_audios, false, false},
+    {".ts", "mpegts", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, common_videos, mpeg_audios, false, false},
+    {".m4v", "m4v", ORKA_VIDEO_TYPE_MPEG4, no_audio, mpeg4_video, {}, false, false},
+    {".h263", "h263", ORKA_VIDEO_TYPE_H263, no_audio, h263_video, {}, false, false},
+    {".h264", "h264", ORKA_VIDEO_TYPE_H264, no_audio, h264_video, {}, false, false},
+    {".m2v", "mpeg2video", ORKA_VIDEO_TYPE_MPEG2, no_audio, mpeg2_video, {}, false, false},
+    {".mp3", "mp3", no_video, ORKA_AUDIO_TYPE_MP3, {}, mp3_audio, false, false},
+    {".aac", "adts", no_video, ORKA_AUDIO_TYPE_AAC, {}, aac_audio, false, false},
+    {".wav", "wav", no_video, ORKA_AUDIO_TYPE_PCM, {}, wave_audios, false, false},
+    {".jpg", "image2", ORKA_VIDEO_TYPE_JPEG, no_audio, jpeg_video, {}, true, false},
 };
 
 template <typename Wanted>

@@ -17,7 +17,8 @@ struct Container {
     orka_audio_type_t audio;
     std::span<const orka_video_type_t> videos; /* that it carries */
     std::span<const orka_audio_type_t> audios;
-    bool still; /* one picture */
+    bool still;  /* one picture */
+    bool counts; /* packets have no times: all streams begin together */
 
     bool carries_video(orka_video_type_t type) const;
     bool carries_audio(orka_audio_type_t type) const;

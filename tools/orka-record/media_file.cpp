@@ -8,8 +8,11 @@ namespace orka::record {
 
 namespace {
 
-/* An MP4 whose index comes in parts with the data: it plays wherever it ends. */
-constexpr char fragments[] = "frag_keyframe+empty_moov+default_base_moof";
+/*
+ * An MP4 whose index comes in parts with the data: it plays wherever it ends. Its head comes with the first
+ * part, for it tells what of the sound lies before the beginning.
+ */
+constexpr char fragments[] = "frag_keyframe+delay_moov+default_base_moof";
 
 AVDictionary *muxer_options()
 {
@@ -27,6 +30,8 @@ MediaFile::MediaFile(const std::string &path, const Container &container) : path
     if (error < 0)
         fail(error);
     context_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    if (container.counts)
+        context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     error = has_own_files() ? 0 : avio_open(&context_->pb, path.c_str(), AVIO_FLAG_WRITE);
     if (error >= 0)
         return;

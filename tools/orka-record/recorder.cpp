@@ -65,7 +65,7 @@ void Recorder::set_up_audio(const std::string &image)
     audio_->video = false;
     describe_audio(audio_->description, options_.audio, params);
     audio_->encoder = std::make_unique<Encoder>(image, params);
-    sound_ticks_.emplace(params.sample_rate);
+    sound_ticks_.emplace(params.sample_rate, audio_->description.initial_padding);
 }
 
 std::vector<Recorder::Stream *> Recorder::streams() const
@@ -139,11 +139,9 @@ void Recorder::begin()
     std::erase_if(present, [](const Stream *stream) { return stream->held.empty(); });
     if (present.empty())
         return;
-    base_ = UINT32_MAX;
-    for (Stream *stream : present) {
+    base_ = present.front()->held.front().words.timestamp;
+    for (Stream *stream : present)
         describe(*stream);
-        base_ = std::min(base_, stream->held.front().words.timestamp);
-    }
     file_->begin();
     begun_ = true;
     for (Stream *stream : present) {
@@ -167,11 +165,21 @@ void Recorder::describe(Stream &stream)
 
 Place Recorder::place(Stream &stream, const orka_iencode_frame_t &words, size_t size)
 {
-    const uint32_t ms = words.timestamp > base_ ? words.timestamp - base_ : 0;
+    const int64_t ms = int64_t{words.timestamp} - base_;
     if (stream.video)
         return picture_ticks_->place(ms);
     return sound_ticks_->place(
         ms, av_get_audio_frame_duration2(&file_->parameters(stream.number), static_cast<int>(size)));
+}
+
+/*
+ * Where streams begin together, sound that is heard before the first picture is left out, in whole packets;
+ * but of MP3, whose packets hold parts of the ones that follow.
+ */
+bool Recorder::is_too_early(const Stream &stream, const Place &place) const
+{
+    return options_.container->counts && stream.description.codec_id != AV_CODEC_ID_MP3 &&
+           place.time + place.duration / 2 < 0;
 }
 
 bool Recorder::is_beyond(const Stream &stream, const Place &place) const
@@ -187,6 +195,8 @@ void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::spa
     if (failure_ || stream.number < 0 || stream.enough)
         return;
     const Place at = place(stream, words, data.size());
+    if (is_too_early(stream, at))
+        return;
     stream.enough = is_beyond(stream, at);
     if (stream.enough) {
         changed_.notify_all();

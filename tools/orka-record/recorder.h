@@ -69,6 +69,7 @@ class Recorder {
     void begin();
     void describe(Stream &stream);
     void write(Stream &stream, const orka_iencode_frame_t &words, std::span<const uint8_t> data);
+    bool is_too_early(const Stream &stream, const Place &place) const;
     bool is_beyond(const Stream &stream, const Place &place) const;
     Place place(Stream &stream, const orka_iencode_frame_t &words, size_t size);
 
@@ -89,7 +90,7 @@ class Recorder {
     mutable std::mutex mutex_; /* guards what follows, and the streams' words */
     std::condition_variable changed_;
     bool begun_ = false;
-    uint32_t base_ = 0; /* ms: the time stamp with which the file begins */
+    uint32_t base_ = 0; /* ms: the first picture's time stamp, or the first sound's, where the file begins */
     std::optional<PictureTicks> picture_ticks_;
     std::optional<SoundTicks> sound_ticks_;
     WrittenTime written_;

@@ -18,7 +18,7 @@ class PictureTicks {
   public:
     explicit PictureTicks(uint32_t rate) : rate_(rate) {}
 
-    Place place(uint32_t ms); /* since the recording began */
+    Place place(int64_t ms); /* since the recording began */
     int64_t dropped() const { return next_ - count_; }
 
   private:
@@ -27,16 +27,20 @@ class PictureTicks {
     int64_t count_ = 0;
 };
 
-/* Sound goes on without gaps, counted in samples, until its time stamps say that some of it is missing. */
+/*
+ * Sound goes on without gaps, counted in samples, until its time stamps say that some of it is missing. What
+ * decoders are late by is taken off: a packet stands where it is heard, which may be before the beginning.
+ */
 class SoundTicks {
   public:
-    explicit SoundTicks(uint32_t sample_rate) : sample_rate_(sample_rate) {}
+    SoundTicks(uint32_t sample_rate, int delay) : sample_rate_(sample_rate), delay_(delay) {}
 
-    Place place(uint32_t ms, int64_t samples);
+    Place place(int64_t ms, int64_t samples); /* since the recording began; negative before */
     double seconds() const { return static_cast<double>(next_.value_or(0)) / sample_rate_; }
 
   private:
     uint32_t sample_rate_;
+    int delay_; /* samples */
     std::optional<int64_t> next_;
 };
 
