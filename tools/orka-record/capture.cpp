@@ -1,5 +1,7 @@
 #include "capture.h"
 
+#include <cstdio>
+
 #include "common/failure.h"
 #include "orka_icapture.h"
 
@@ -17,7 +19,10 @@ void check(orka_status_t status, const char *what)
 
 } // namespace
 
-/* The first mode is NTSC's; only another one has to be asked for. */
+/*
+ * The first mode is NTSC's; only another one has to be asked for. Capture belongs to one program at a time,
+ * while four can record: the others have the standard that it has chosen.
+ */
 void set_up_capture(const Options &options)
 {
     const orka_display_request_t request = {.device = nullptr,
@@ -26,7 +31,12 @@ void set_up_capture(const Options &options)
                                             .height = options.size.height};
     orka_capture_params_t params;
     check(orka_icapture_get_capture_params(&params, &request), "the mode");
-    check(orka_icapture_setup(&params), "its setup");
+    const orka_status_t status = orka_icapture_setup(&params);
+    if (status == ORKA_STATUS_ERROR && !options.view) {
+        fprintf(stderr, "orka-record: capture is another program's, and stays as it has set it up\n");
+        return;
+    }
+    check(status, "its setup");
     if (!options.view)
         return;
     check(orka_icapture_set_passthru(passthru_captured), "pass-through");
