@@ -1,4 +1,4 @@
-/* Players killed at any instant leave the board as it was: the fixture for as many as one likes. */
+/* Programs killed at any instant leave the board as it was: the fixtures for as many as one likes. */
 #ifndef ORKA_TESTS_TOOLS_KILL_H
 #define ORKA_TESTS_TOOLS_KILL_H
 
@@ -38,7 +38,7 @@ Holding holding_of(pid_t process)
     return holding;
 }
 
-class Kills : public testing::Test {
+class KillsOnABoard : public testing::Test {
   protected:
     void SetUp() override
     {
@@ -47,21 +47,20 @@ class Kills : public testing::Test {
         environment = server.out();
     }
 
-    /* A player of the board that is kept running, as a process of its own and no launcher's. */
-    Words player(const std::string &arguments) const
+    /* A program of the board that is kept running, as a process of its own and no launcher's. */
+    Words tool(const std::string &program, const std::string &arguments) const
     {
-        return {"sh", "-c", environment + "exec " + ORKA_PLAY_PROGRAM + " " + arguments};
+        return {"sh", "-c", environment + "exec " + program + " " + arguments};
     }
 
-    /* Of a clip that takes longer than they live. Says how many there still were to kill. */
-    int kill_players(int count)
+    /* Each is told by its number. Says how many there still were to kill. */
+    template <typename Command>
+    int kill_some(int count, Command command)
     {
-        const std::string file = clip("kill.avi", picture_source("352x288", 40) + sound_source(44100, 40) +
-                                                      "-c:v mpeg4 -g 5 -c:a libmp3lame");
         std::uniform_int_distribution<int> instant(0, 200);
         int killed = 0;
         for (int i = 0; i < count; i++) {
-            Process process(player(file));
+            Process process(command(i));
             std::this_thread::sleep_for(std::chrono::milliseconds(instant(random)));
             process.signal(SIGKILL);
             killed += process.wait() == 128 + SIGKILL;
@@ -80,6 +79,32 @@ class Kills : public testing::Test {
         return holding;
     }
 
+    void expect_no_more_than_before()
+    {
+        const Holding after = settled();
+        EXPECT_LE(after.descriptors, before.descriptors);
+        EXPECT_LE(after.memory, before.memory + 8 * 1024);
+    }
+
+    Process server{{ORKA_BOARD_PROGRAM, "serve"}};
+    std::string environment;
+    Holding before{};
+    std::mt19937 random{testing::UnitTest::GetInstance()->random_seed() + 1u};
+};
+
+/* Of players. */
+class Kills : public KillsOnABoard {
+  protected:
+    Words player(const std::string &arguments) const { return tool(ORKA_PLAY_PROGRAM, arguments); }
+
+    /* Of a clip that takes longer than they live. */
+    int kill_players(int count)
+    {
+        const std::string file = clip("kill.avi", picture_source("352x288", 40) + sound_source(44100, 40) +
+                                                      "-c:v mpeg4 -g 5 -c:a libmp3lame");
+        return kill_some(count, [&](int) { return player(file); });
+    }
+
     void expect_exact_pictures()
     {
         const std::string framemd5 = scratch("framemd5");
@@ -96,15 +121,8 @@ class Kills : public testing::Test {
         before = holding_of(server.id());
         EXPECT_GE(kill_players(count), count * 9 / 10);
         expect_exact_pictures();
-        const Holding after = settled();
-        EXPECT_LE(after.descriptors, before.descriptors);
-        EXPECT_LE(after.memory, before.memory + 8 * 1024);
+        expect_no_more_than_before();
     }
-
-    Process server{{ORKA_BOARD_PROGRAM, "serve"}};
-    std::string environment;
-    Holding before{};
-    std::mt19937 random{testing::UnitTest::GetInstance()->random_seed() + 1u};
 };
 
 } // namespace orka_tools_test
