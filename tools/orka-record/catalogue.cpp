@@ -9,7 +9,7 @@ namespace {
 struct audio_row {
     orka_audio_type_t type;
     AVCodecID codec;
-    int frame_size; /* samples of a packet that does not tell by itself; 0: it does */
+    int frame_size; /* samples of a packet at 48000 Hz that does not tell by itself; 0: it does */
     int bits;       /* of a coded sample, where it has a fixed number */
     int delay;      /* samples that a decoder gives before the first that was captured */
 };
@@ -65,6 +65,16 @@ uint32_t default_height(const Options &options)
     return options.pal ? pal_height : ntsc_height;
 }
 
+/* Of a packet; these two codecs have shorter ones for low sample rates. */
+int packet_samples(const audio_row &row, uint32_t sample_rate)
+{
+    if (row.type == ORKA_AUDIO_TYPE_MP3 && sample_rate < 32000)
+        return row.frame_size / 2;
+    if (row.type == ORKA_AUDIO_TYPE_WMA && sample_rate <= 22050)
+        return row.frame_size / (sample_rate <= 16000 ? 4 : 2);
+    return row.frame_size;
+}
+
 } // namespace
 
 std::string select_image(orka_video_type_t video, orka_audio_type_t audio)
@@ -116,11 +126,9 @@ void describe_audio(AVCodecParameters &stream, orka_audio_type_t type,
     stream.sample_rate = static_cast<int>(params.sample_rate);
     av_channel_layout_default(&stream.ch_layout, static_cast<int>(params.channels));
     stream.bit_rate = params.bitrate_bps;
-    stream.frame_size = row.frame_size;
-    stream.initial_padding = row.delay;
+    stream.frame_size = packet_samples(row, params.sample_rate);
+    stream.initial_padding = type == ORKA_AUDIO_TYPE_WMA ? stream.frame_size : row.delay;
     stream.bits_per_coded_sample = row.bits;
-    if (type == ORKA_AUDIO_TYPE_MP3 && params.sample_rate < 32000)
-        stream.frame_size = row.frame_size / 2;
     if (type == ORKA_AUDIO_TYPE_G726)
         stream.bits_per_coded_sample = static_cast<int>(params.bitrate / 8);
     if (stream.bits_per_coded_sample != 0)

@@ -14,6 +14,7 @@ struct Pair {
     const char *extension;
     const char *standard = "ntsc";
     double exactness = 0.002; /* seconds */
+    int sample_rate = 0;      /* Hz; 0: the type's */
 };
 
 class SoundAndPicture : public testing::TestWithParam<Pair> {
@@ -22,8 +23,11 @@ class SoundAndPicture : public testing::TestWithParam<Pair> {
     {
         const Pair &pair = GetParam();
         const std::string file = scratch(std::string("clip") + pair.extension);
-        const Ending ending = record({file, "--seconds", "6", "--video", pair.video, "--audio", pair.audio,
-                                      "--standard", pair.standard, "--size", "352x288"});
+        Words words{file,       "--seconds",  "6",           "--video", pair.video, "--audio",
+                    pair.audio, "--standard", pair.standard, "--size",  "352x288"};
+        if (pair.sample_rate != 0)
+            words = words + Words{"--sample-rate", std::to_string(pair.sample_rate)};
+        const Ending ending = record(words);
         EXPECT_EQ(ending.status, 0) << ending.err;
         return marks_of(file);
     }
@@ -64,11 +68,15 @@ const Pair pairs[] = {
     {"MPEG4", "MP3", ".ts"},
     {"MPEG4", "MP3", ".avi", "pal", mp3_in_avi},
     {"MPEG4", "AAC", ".mp4", "pal"},
+    {"MPEG4", "MP3", ".mkv", "ntsc", 0.002, 22050},
+    {"MPEG4", "WMA", ".mkv", "ntsc", 0.002, 22050},
+    {"MPEG4", "WMA", ".mkv", "ntsc", 0.002, 16000},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, SoundAndPicture, testing::ValuesIn(pairs), [](const auto &info) {
     const Pair &pair = info.param;
-    return std::string(pair.video) + pair.audio + "In" + (pair.extension + 1) + pair.standard;
+    return std::string(pair.video) + pair.audio + "In" + (pair.extension + 1) + pair.standard +
+           (pair.sample_rate != 0 ? std::to_string(pair.sample_rate) : "");
 });
 
 } // namespace
