@@ -259,7 +259,7 @@ TEST_F(CaptureModesOfTwoDevices, AreNumberedForEach)
     expect_row("B", "2", 1, 3);
 }
 
-/* What a search must come to, for every pair of names. */
+/* What a search must come to. */
 struct Found {
     size_t row;
     std::string output;
@@ -284,16 +284,47 @@ Found model_of_search(const std::string &device, const std::string &mode)
     return {0, output + (device.empty() && !mode.empty() ? defaults_line : "")};
 }
 
-TEST_F(CaptureModes, OfEveryPairOfNamesAreFoundAsByTheModel)
+constexpr const char *devices[] = {nullptr, "", "TVP5150", "tvp5150", "TVP5150A", "TVP515", "INTERNAL"};
+constexpr const char *mode_names[] = {
+    nullptr,       "",    "480i", "480I", "576i", "576i_field", "480i_FRAME", "576i_frame", "480", "480i_",
+    "480i_fieldx", "VGA", "x",    "_",    "0",    "1",          "2",          "3",          "4",   "5",
+    "6",           "7",   "8",    "9",    "00",   "10",         "/",          ":",          "-1"};
+constexpr uint32_t sizes[] = {0, 1, 240, 288, 320, 480, 576, 640, 720, 721, 65536, 0x80000000, 0xFFFFFFFF};
+
+/* Every size, of one pair of names: what was wrong, and the output that it must have made. */
+struct Sweep {
+    std::string wrong;
+    std::string output;
+};
+
+Sweep sweep(const char *device, const char *mode)
 {
-    for (const char *device : {"", "TVP5150", "tvp5150", "TVP5150A", "TVP515", "INTERNAL"}) {
-        for (const char *mode :
-             {"",    "480i",  "480I",        "576i", "576i_field", "480i_FRAME", "576i_frame",
-              "480", "480i_", "480i_fieldx", "VGA",  "x",          "_",          "0",
-              "1",   "2",     "3",           "4",    "5",          "6",          "7",
-              "8",   "9",     "00",          "10"}) {
-            const Found found = model_of_search(device, mode);
-            expect_row(device, mode, found.row, found.output);
+    const Found found = model_of_search(device ? device : "", mode ? mode : "");
+    Sweep result;
+    for (uint32_t width : sizes) {
+        for (uint32_t height : sizes) {
+            const orka_display_request_t request = {device, mode, width, height};
+            orka_capture_params_t params;
+            orka_icapture_get_capture_params(&params, &request);
+            orka_capture_params_t expected = row_of(found.row);
+            expected.req_width = width;
+            expected.req_height = height;
+            if (words_of(params) != words_of(expected))
+                result.wrong += std::to_string(width) + "x" + std::to_string(height) + " ";
+            result.output += found.output;
+        }
+    }
+    return result;
+}
+
+TEST_F(CaptureModes, OfEveryPairOfNamesAndEverySizeAreFoundAsByTheModel)
+{
+    for (const char *device : devices) {
+        for (const char *mode : mode_names) {
+            const Sweep swept = sweep(device, mode);
+            EXPECT_EQ(swept.wrong, "") << (device ? device : "null") << " " << (mode ? mode : "null");
+            EXPECT_TRUE(log.take_output() == swept.output)
+                << (device ? device : "null") << " " << (mode ? mode : "null");
         }
     }
 }
