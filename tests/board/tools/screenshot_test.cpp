@@ -1,14 +1,9 @@
 /* What the display shows while a program plays, seen from outside. */
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <thread>
 
-#include <unistd.h>
-
-#include "board/tools/support.h"
+#include "board/tools/served_board.h"
 
 namespace orka_tools_test {
 namespace {
@@ -16,39 +11,18 @@ namespace {
 constexpr unsigned screen_width = 720;
 constexpr unsigned screen_height = 480;
 
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 600 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    return condition();
-}
-
 class Screenshot : public ::testing::Test {
   protected:
-    Screenshot()
-        : socket("/tmp/orka-screenshot-" + std::to_string(getpid())), /* a socket's path is short */
-          file(scratch("shot.png")),
-          board({ORKA_BOARD_PROGRAM, "serve", "--clock", "real", "--socket", socket})
-    {
-        EXPECT_TRUE(soon([this] { return board.out().find("LD_PRELOAD") != std::string::npos; }));
-    }
-    ~Screenshot() override
-    {
-        board.signal(SIGTERM);
-        EXPECT_EQ(board.wait(), 0);
-    }
     /* As RGB. */
     std::string screen() const
     {
-        EXPECT_EQ(run({ORKA_BOARD_PROGRAM, "screenshot", "--board", socket, file}).status, 0);
+        EXPECT_EQ(run(board.looking("screenshot") + Words{file}).status, 0);
         return run({"ffmpeg", "-v", "error", "-i", file, "-pix_fmt", "rgb24", "-f", "rawvideo", "-"}).out;
     }
     bool is_black() const { return screen() == std::string(screen_width * screen_height * 3, '\0'); }
 
-    std::string socket;
-    std::string file;
-    Process board;
+    Board board{Words{"--clock", "real"}};
+    const std::string file = scratch("shot.png");
 };
 
 std::string pixel(const std::string &rgb, unsigned x, unsigned y)
@@ -62,7 +36,7 @@ TEST_F(Screenshot, ShowsThePictureOfAPlayerThatKnowsNoDisplayUntilItDies)
     const std::string red = clip("red.avi", "-f lavfi -i color=c=red:size=352x288:rate=5:duration=120 "
                                             "-c:v mpeg4 -q:v 2");
     ASSERT_TRUE(is_black());
-    Process player({ORKA_BOARD_PROGRAM, "run", "--board", socket, "--", ORKA_PLAY_PROGRAM, red});
+    Process player(board.running({ORKA_PLAY_PROGRAM, red}));
     ASSERT_TRUE(soon([this] { return !is_black(); }));
     const std::string shown = screen();
     const std::string colour = pixel(shown, 360, 240);
