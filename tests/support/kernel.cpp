@@ -82,6 +82,7 @@ struct Request {
 struct Script {
     std::vector<Node> nodes;
     std::vector<Request> requests;
+    std::function<void()> meanwhile[fn_count];
     Script *outer = nullptr; /* that of the kernel around this one, in a forked child */
 };
 Script *script = nullptr;
@@ -175,7 +176,11 @@ bool fails(Fn fn)
         return false;
     if (slot.skip.fetch_sub(1, std::memory_order_relaxed) > 0)
         return false;
-    return slot.times.fetch_sub(1, std::memory_order_relaxed) > 0;
+    if (slot.times.fetch_sub(1, std::memory_order_relaxed) <= 0)
+        return false;
+    if (script->meanwhile[static_cast<int>(fn)])
+        script->meanwhile[static_cast<int>(fn)]();
+    return true;
 }
 
 const Slot &slot_of(Fn fn)
@@ -435,6 +440,7 @@ void Kernel::fail(Fn fn, Failure failure)
     slot.result = failure.result;
     slot.error = failure.error;
     slot.skip = failure.skip;
+    script->meanwhile[static_cast<int>(fn)] = failure.meanwhile;
     slot.times = failure.times;
 }
 

@@ -86,6 +86,7 @@ struct Failure {
         -1; /* what a pthread call answers is its error code; mmap, malloc and calloc fail by themselves */
     int skip = 0;
     int times = 1;
+    std::function<void()> meanwhile = {}; /* what happens while the call is under way */
 };
 
 /* Answers a request: gets the caller's pointer, gives the result, and sets errno itself. */

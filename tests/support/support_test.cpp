@@ -254,6 +254,19 @@ TEST(HarnessKernel, FailsALockWithItsErrorCode)
     EXPECT_EQ(kernel.calls(Fn::mutex_lock).at(0).argument, &mutex);
 }
 
+TEST(HarnessKernel, LetsSomethingHappenDuringACallThatItAnswers)
+{
+    Kernel kernel;
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    int happened = 0;
+    kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = [&] { happened++; }});
+    EXPECT_EQ(pthread_mutex_lock(&mutex), 0);
+    EXPECT_EQ(happened, 1);
+    EXPECT_EQ(pthread_mutex_lock(&mutex), 0);
+    EXPECT_EQ(happened, 1);
+    EXPECT_EQ(pthread_mutex_unlock(&mutex), 0);
+}
+
 TEST(HarnessKernel, SeesWhatABlockHoldsWhenItIsFreed)
 {
     Kernel kernel;

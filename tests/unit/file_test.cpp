@@ -441,6 +441,22 @@ TEST_F(File, SeveralDescriptorsAreEachClosedAtExit)
                   error_line("orka_file_close_fd", "ORKA_FILE: Closing File '1000' Descriptor.", EBADF));
 }
 
+TEST_F(File, WhatIsDoneAtExitMindsARecordThatIsMissingOrClosed)
+{
+    const Ending ending = end_of([](Kernel &scripted) {
+        orka_file_register_onexit_close_fd(bad_fd);
+        const uintptr_t handler = scripted.calls(Fn::on_exit).at(0).address;
+        int *closed = static_cast<int *>(malloc(sizeof(int)));
+        *closed = -1;
+        for (int *record : {closed, static_cast<int *>(nullptr)})
+            reinterpret_cast<void (*)(int, void *)>(handler)(0, record);
+        printf("%zu\n", scripted.calls({Fn::fsync, Fn::close}).size());
+    });
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "0\n");
+    EXPECT_EQ(ending.error, "");
+}
+
 TEST_F(File, RegisteringANegativeDescriptorIsRefused)
 {
     EXPECT_EQ(orka_file_register_onexit_close_fd(-2), ORKA_STATUS_ERROR);

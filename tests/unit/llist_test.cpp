@@ -454,6 +454,13 @@ TEST_P(Adding, ToAFullListIsReported)
     EXPECT_EQ(values_of(list), Values{1});
 }
 
+TEST_P(Adding, ToAnEmptyListDoesNotMindItsCount)
+{
+    list->count = UINT32_MAX;
+    EXPECT_EQ(GetParam().call(list), ORKA_STATUS_SUCCESS);
+    EXPECT_NE(list->head, nullptr);
+}
+
 TEST_P(Adding, UnlocksTheListWhenItFails)
 {
     kernel.fail(Fn::allocation, {.error = ENOMEM});
@@ -621,6 +628,17 @@ TEST_F(Llist, EveryChangeResetsTheCursor)
         while (orka_llist_dequeue(list) != 0)
             ;
     }
+}
+
+TEST_F(Llist, AChangeResetsTheIndexOfACursorThatRanOffTheEnd)
+{
+    fill({10});
+    orka_llist_get_index(list, 0);
+    orka_llist_get_index(list, 1);
+    EXPECT_EQ(list->cursor, nullptr);
+    EXPECT_EQ(list->cursor_index, 1u);
+    orka_llist_enqueue(list, 11);
+    expect_no_cursor();
 }
 
 TEST_F(Llist, WhatChangesNothingKeepsTheCursor)

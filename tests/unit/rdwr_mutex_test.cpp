@@ -252,6 +252,33 @@ TEST_P(RdwrOperation, IsSilentOfFailuresUnlessTraced)
     finish();
 }
 
+/* The object is looked at anew before the record is unlocked, which it then is not. */
+TEST_P(RdwrOperation, LeavesARecordLockedThatBecameInvalidMeanwhile)
+{
+    prepare();
+    kernel.watch(Fn::mutex_unlock);
+    kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = [this] { lock->initialized = 0; }});
+    EXPECT_EQ(operation().debug(&lock, "worker", 42),
+              operation().unlocks ? ORKA_STATUS_INITIALIZATION : ORKA_STATUS_SUCCESS);
+    lock->initialized = 1;
+    for (const Call &call : kernel.calls(Fn::mutex_unlock))
+        EXPECT_NE(call.argument, &lock->mutex);
+    const std::string steps_before = line(operation().before + std::string(" RDWR Mutex"));
+    EXPECT_EQ(log.take_output(),
+              operation().unlocks ? steps_before : steps_before + line("Locked RDWR Mutex"));
+    finish();
+}
+
+TEST_P(RdwrOperation, LooksForTheRecordAnewBeforeUnlockingIt)
+{
+    prepare();
+    const orka_rdwr_mutex_t record = lock;
+    kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = [this] { lock = nullptr; }});
+    EXPECT_EQ(operation().plain(&lock), operation().unlocks ? ORKA_STATUS_NULL_POINTER : ORKA_STATUS_SUCCESS);
+    lock = record;
+    finish();
+}
+
 INSTANTIATE_TEST_SUITE_P(Operations, RdwrOperation, testing::ValuesIn(operations),
                          [](const testing::TestParamInfo<Operation> &info) {
                              return std::string(info.param.name);
@@ -313,6 +340,16 @@ TEST_F(RdwrMutex, ARecordThatBecomesInvalidEndsAWaitSilently)
     reader.join();
     EXPECT_EQ(log.take_output(), traced("Locking RDWR Mutex", lock, " for Reading.\n"));
     EXPECT_EQ(orka_pthread_rdwr_mutex_wunlock(&lock), ORKA_STATUS_SUCCESS);
+}
+
+TEST_F(RdwrMutex, ARecordThatBecomesInvalidDuringABroadcastIsNotUnlocked)
+{
+    orka_pthread_rdwr_mutex_wlock(&lock);
+    kernel.fail(Fn::cond_broadcast, {.result = 0, .meanwhile = [this] { lock->cond_initialized = 0; }});
+    EXPECT_EQ(orka_pthread_rdwr_mutex_wunlock(&lock), ORKA_STATUS_INITIALIZATION);
+    lock->cond_initialized = 1;
+    EXPECT_EQ(pthread_mutex_trylock(&lock->mutex), EBUSY);
+    pthread_mutex_unlock(&lock->mutex);
 }
 
 TEST_F(RdwrMutex, ABroadcastThatFailsIsTracedAndPassedOver)
@@ -648,6 +685,13 @@ TEST_F(RdwrLife, DoesNotBeginWithoutMemoryAndSaysNothingMoreWhenTraced)
     kernel.fail(Fn::allocation, {.error = ENOMEM});
     EXPECT_EQ(orka_pthread_rdwr_mutex_init_debug(&lock, "worker", 42), ORKA_STATUS_INSUFFICIENT_MEMORY);
     EXPECT_EQ(log.take_output(), "worker():[42] Initializing RDWR Mutex " + word(&lock) + ".\n");
+}
+
+TEST_F(RdwrLife, SaysNothingOfItsPartsUnlessTraced)
+{
+    kernel.fail(Fn::cond_init, {.result = EAGAIN});
+    EXPECT_EQ(orka_pthread_rdwr_mutex_init(&lock), ORKA_STATUS_MUTEX);
+    EXPECT_EQ(lock, nullptr);
 }
 
 TEST_F(RdwrLife, DestroysAMutexThatFailedAndLeavesTheConditionVariable)
