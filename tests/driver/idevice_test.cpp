@@ -359,6 +359,18 @@ TEST(DeviceExitHandler, IsRegisteredByTheNextNodeWhenTheFirstCouldNot)
     });
 }
 
+/* The second comes while the first is about to lock; so the lock is the second's, and the first only seems
+ * to. */
+TEST(DeviceExitHandler, IsRegisteredOnceByTwoThatComeTogether)
+{
+    in_new_process([](Harness &harness) {
+        harness.kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = orka_idevice_register_close_atexit});
+        harness.kernel.fail(Fn::mutex_unlock, {.result = 0, .skip = 1});
+        orka_idevice_register_close_atexit();
+        EXPECT_EQ(harness.kernel.calls(Fn::cxa_atexit).size(), 1u);
+    });
+}
+
 TEST(DeviceExitHandler, EndsTheProcessWhenItCannotBeRegisteredUnderItsLock)
 {
     Ending ending = end_of([](Kernel &kernel) {

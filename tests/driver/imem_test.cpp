@@ -438,6 +438,18 @@ TEST(ImemPages, OfOtherSizesAreReckonedWith)
     });
 }
 
+/* With pages of three bytes the last address that is positive as a signed number begins one. */
+TEST(ImemPages, ThatBeginAboveTheirAddressAsSignedNumbersEndTheProcess)
+{
+    expect_fatal(
+        [](Kernel &kernel) {
+            kernel.node("/dev/mem");
+            kernel.fail(Fn::sysconf, {.result = 3});
+            orka_imem_munmap(reinterpret_cast<void *>(UINTPTR_MAX / 2 + 1), 16);
+        },
+        invalid_page);
+}
+
 /* Expects freeing the block to end with this status and these lines. */
 void expect_free(Harness &harness, void *block, orka_status_t status, const std::string &lines)
 {
@@ -504,6 +516,26 @@ TEST(ImemFreeing, DoesNotFindABlockWhoseHandleWasDamaged)
                         locating(block));
         set_word(harness.kernel.watched_block(), 0, 0x4D454D48);
         EXPECT_EQ(orka_imem_free(block), ORKA_STATUS_SUCCESS);
+    });
+}
+
+TEST(ImemFreeing, GivesNothingBackOfABlockThatIsDamagedOnItsWayOffTheList)
+{
+    in_new_process([](Harness &harness) {
+        serve(harness.kernel);
+        harness.kernel.watch_block(handle_size);
+        void *block = orka_imem_alloc(100);
+        harness.kernel.forget_calls();
+        harness.kernel.fail(Fn::mutex_unlock, {.result = 0, .meanwhile = [&] {
+                                                   set_word(harness.kernel.watched_block(), 0, 1);
+                                               }});
+        char text[64];
+        snprintf(text, sizeof text, "ORKA_IMEM: IMEM Entry for 0x%08X is Unvalid.",
+                 static_cast<unsigned>(number(block)));
+        expect_free(harness, block, ORKA_STATUS_INITIALIZATION, error_line("orka_imem_free", text));
+        EXPECT_EQ(harness.kernel.freed_bytes(), zeros(handle_size));
+        EXPECT_TRUE(harness.kernel.calls({Fn::munmap, Fn::ioctl}).empty());
+        harness.allow_leaked_mappings(1);
     });
 }
 
