@@ -2,11 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <mutex>
-
-extern "C" {
-#include <libavdevice/avdevice.h>
-}
 
 namespace orka::board {
 
@@ -21,14 +16,14 @@ struct Source {
     std::string name;
 };
 
-Source parse(const std::string &text)
+Source parse(const std::string &text, const MediaLibraries &libraries)
 {
     const size_t colon = text.find(':');
     std::error_code ignored;
     if (colon == std::string::npos || text.compare(colon, 3, "://") == 0 ||
         std::filesystem::exists(text, ignored))
         return {nullptr, text};
-    const AVInputFormat *const format = av_find_input_format(text.substr(0, colon).c_str());
+    const AVInputFormat *const format = libraries.find_input_format(text.substr(0, colon).c_str());
     return {format, format == nullptr ? text : text.substr(colon + 1)};
 }
 
@@ -51,7 +46,12 @@ std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMedi
     const av::Listener listener;
     const bool video = type == AVMEDIA_TYPE_VIDEO;
     const std::string who = (video ? "camera " : "microphone ") + source;
-    std::unique_ptr<MediaStream> media(new MediaStream);
+    const MediaLibraries *const libraries = MediaLibraries::get(why);
+    if (libraries == nullptr) {
+        why = who + ": " + why;
+        return nullptr;
+    }
+    std::unique_ptr<MediaStream> media(new MediaStream(*libraries));
     int error = media->open_input(source);
     if (error >= 0)
         error = media->open_decoder(type);
@@ -64,24 +64,22 @@ std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMedi
 
 int MediaStream::open_input(const std::string &source)
 {
-    static std::once_flag once;
-    std::call_once(once, avdevice_register_all);
-    const Source parsed = parse(source);
-    AVFormatContext *context = av::need(avformat_alloc_context());
+    const Source parsed = parse(source, libraries_);
+    AVFormatContext *context = av::need(libraries_.alloc_context());
     if (parsed.format != nullptr && is_hardware(*parsed.format))
         context->flags |= AVFMT_FLAG_NONBLOCK;
     /* Frees the context on failure. */
-    if (const int error = avformat_open_input(&context, parsed.name.c_str(), parsed.format, nullptr);
+    if (const int error = libraries_.open_input(&context, parsed.name.c_str(), parsed.format, nullptr);
         error < 0)
         return error;
     format_.reset(context);
-    return avformat_find_stream_info(context, nullptr);
+    return libraries_.find_stream_info(context, nullptr);
 }
 
 int MediaStream::open_decoder(AVMediaType type)
 {
     const AVCodec *codec = nullptr;
-    index_ = av_find_best_stream(format_.get(), type, -1, -1, &codec, 0);
+    index_ = libraries_.find_best_stream(format_.get(), type, -1, -1, &codec, 0);
     if (index_ < 0)
         return index_;
     for (unsigned i = 0; i < format_->nb_streams; i++)
@@ -100,7 +98,7 @@ int MediaStream::feed()
     int error = 0;
     do {
         av_packet_unref(packet_.get());
-        error = av_read_frame(format_.get(), packet_.get());
+        error = libraries_.read_frame(format_.get(), packet_.get());
     } while (error >= 0 && packet_->stream_index != index_);
     if (error == AVERROR(EAGAIN))
         return error;
@@ -149,7 +147,7 @@ bool MediaStream::seek(uint64_t time_us)
     const av::Listener listener;
     const int64_t start = format_->start_time == AV_NOPTS_VALUE ? 0 : format_->start_time;
     const int64_t wanted = start + static_cast<int64_t>(time_us);
-    if (avformat_seek_file(format_.get(), -1, INT64_MIN, wanted, wanted, 0) < 0)
+    if (libraries_.seek_file(format_.get(), -1, INT64_MIN, wanted, wanted, 0) < 0)
         return false;
     avcodec_flush_buffers(decoder_.get());
     return true;

@@ -7,10 +7,7 @@
 #include <string>
 
 #include "dsp/av.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
+#include "dsp/media_libraries.h"
 
 namespace orka::board {
 
@@ -41,17 +38,22 @@ class MediaStream {
 
   private:
     struct Close {
-        void operator()(AVFormatContext *context) const { avformat_close_input(&context); }
+        const MediaLibraries *libraries;
+        void operator()(AVFormatContext *context) const { libraries->close_input(&context); }
     };
     using Format = std::unique_ptr<AVFormatContext, Close>;
 
-    MediaStream() = default;
+    explicit MediaStream(const MediaLibraries &libraries)
+        : libraries_(libraries), format_(nullptr, Close{&libraries})
+    {
+    }
     int open_input(const std::string &source);
     int open_decoder(AVMediaType type);
     int feed();
     void keep_time(const AVFrame &frame);
     const AVStream &stream() const { return *format_->streams[index_]; }
 
+    const MediaLibraries &libraries_;
     Format format_;
     av::Context decoder_;
     av::Packet packet_;

@@ -9,6 +9,7 @@ namespace orka::board {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using Words = std::vector<std::string>;
 
 Outcome on_board_with(const Words &options)
@@ -17,6 +18,14 @@ Outcome on_board_with(const Words &options)
     words.insert(words.end(), options.begin(), options.end());
     words.insert(words.end(), {"--", "sh", "-c", "echo ran"});
     return run(words);
+}
+
+TEST(CameraOptions, AloneMakeABoardLoadTheLibrariesOfDevices)
+{
+    const Outcome outcome = run({"env", "LD_TRACE_LOADED_OBJECTS=1", ORKA_BOARD_PROGRAM});
+    EXPECT_THAT(outcome.out, HasSubstr("libavcodec"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("libavdevice")));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("libavformat")));
 }
 
 TEST(CameraOptions, TakeAnythingThatOpens)
