@@ -2,39 +2,19 @@
  * The media locks on real semaphores, which a file of the test's own names: the system's are left alone, so
  * these run beside anything.
  */
-#include <dlfcn.h>
-#include <memory>
 #include <ostream>
 
 #include "codecmap/lock_fight.h"
-#include "pavosem.h"
 
 using namespace orka_test;
 
 namespace {
 
-constexpr const char *system_path = "/var/tmp/sem-dm320-media";
-std::unique_ptr<SemaphoreFile> file;
-
-} // namespace
-
-/* Comes before the library's for libcodecmap.so, and hands on to it with the other file. */
-extern "C" int PavoSemCreate(const char *path, int key, int initial, int *id_out)
-{
-    using Create = int(const char *, int, int, int *);
-    static auto *const create = reinterpret_cast<Create *>(dlsym(RTLD_NEXT, "PavoSemCreate"));
-
-    if (std::string(path) != system_path)
-        return -1;
-    return create(file->path.c_str(), key, initial, id_out);
-}
-
-namespace {
-
 class RealMediaLock : public testing::Test {
   protected:
-    void SetUp() override { file = std::make_unique<SemaphoreFile>(); }
-    void TearDown() override { file.reset(); }
+    RealMediaLock() { setenv("ORKA_TEST_SEMAPHORES", file.path.c_str(), 1); }
+
+    SemaphoreFile file;
 };
 
 class EachRealMediaLock : public RealMediaLock, public testing::WithParamInterface<MediaLocks> {};
@@ -89,8 +69,8 @@ TEST_F(RealMediaLock, OfThePairGivesAudioBackWhenAnotherProcessHasVideo)
 {
     kill_after([] { dm320_v_lock(); });
     EXPECT_EQ(dm320_av_lock(), -1);
-    EXPECT_EQ(value_of(file->path, 'a'), 1);
-    EXPECT_EQ(value_of(file->path, 'v'), 0);
+    EXPECT_EQ(value_of(file.path, 'a'), 1);
+    EXPECT_EQ(value_of(file.path, 'v'), 0);
 }
 
 TEST_F(RealMediaLock, OfThePairIsSeenLockedOnlyWhileItIs)

@@ -6,9 +6,13 @@
 #include "capture.h"
 #include "common/failure.h"
 #include "display.h"
+#include "dsp.h"
 #include "imem.h"
 #include "list.h"
+#include "locks.h"
 #include "manual/manual.h"
+#include "mcbsp.h"
+#include "types.h"
 
 namespace {
 
@@ -16,12 +20,15 @@ constexpr char description[] = "Looks at a DM320 board and sets it: `orka-board 
                                "orka-ctl COMMAND` where the board is "
                                "virtual.";
 
-constexpr char notes[] = "Examples:\n"
-                         "  orka-ctl list display            the display modes\n"
-                         "  orka-ctl display set LCD/VGA     show pictures on the LCD panel\n"
-                         "  orka-ctl capture snap now.png    save what the camera sees\n"
-                         "\n"
-                         "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
+constexpr char notes[] =
+    "Examples:\n"
+    "  orka-ctl list display            the display modes\n"
+    "  orka-ctl display set LCD/VGA     show pictures on the LCD panel\n"
+    "  orka-ctl capture snap now.png    save what the camera sees\n"
+    "  orka-ctl dsp dump 0 32           the words in which the DSP tells of itself\n"
+    "  orka-ctl locks --break           free the media locks that a killed program left\n"
+    "\n"
+    "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
 
 } // namespace
 
@@ -36,6 +43,10 @@ int main(int argc, char **argv)
     ctl::add_display(app);
     ctl::add_capture(app);
     ctl::add_imem(app);
+    ctl::add_dsp(app);
+    ctl::add_mcbsp(app);
+    ctl::add_locks(app);
+    ctl::add_types(app);
     manual::add_options(app, ORKA_VERSION);
     try {
         app.parse(argc, argv);

@@ -53,10 +53,33 @@ TEST(OrkaCtlList, KnowsNoOtherTopics)
     EXPECT_NE(ending.err.find("colours"), std::string::npos);
 }
 
+TEST(OrkaCtlTypes, NeedNoFilesAndNoBoard)
+{
+    const Ending ending = bare({"types", "MOVIE.AVI", "a.g711", "b.jpg", "c.TIFF", "d.m2v", "avi"});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.err, "");
+    EXPECT_EQ(ending.out, "MOVIE.AVI: file AVI, audio MP3, video MPEG4, image NONE\n"
+                          "a.g711: file AUDIO, audio G711, video NONE, image NONE\n"
+                          "b.jpg: file IMAGE, audio NONE, video NONE, image JPEG\n"
+                          "c.TIFF: file IMAGE, audio NONE, video NONE, image TIFF\n"
+                          "d.m2v: file VES, audio NONE, video MPEG2, image NONE\n"
+                          "avi: file UNKNOWN, audio NONE, video NONE, image NONE\n");
+}
+
+TEST(OrkaCtlTypes, AreJsonWhenAsked)
+{
+    EXPECT_EQ(bare({"types", "--json", "a \"b\".mp4", "c.gif"}).out,
+              "[\n  {\n    \"name\": \"a \\\"b\\\".mp4\",\n    \"file\": \"MP4\",\n    \"audio\": \"AAC\",\n"
+              "    \"video\": \"MPEG4\",\n    \"image\": \"NONE\"\n  },\n"
+              "  {\n    \"name\": \"c.gif\",\n    \"file\": \"IMAGE\",\n    \"audio\": \"NONE\",\n"
+              "    \"video\": \"NONE\",\n    \"image\": \"GIF\"\n  }\n]\n");
+}
+
 TEST(OrkaCtl, WithoutABoardItSaysWhereThereIsOne)
 {
     for (const Words &words :
-         {Words{"display", "show"}, Words{"imem", "reset"}, Words{"capture", "snap", "a"}}) {
+         {Words{"display", "show"}, Words{"imem", "reset"}, Words{"capture", "snap", "a"},
+          Words{"dsp", "dump"}, Words{"dsp", "write", "32", "1"}, Words{"mcbsp", "print", "0"}}) {
         const Ending ending = bare(words);
         EXPECT_EQ(ending.status, 3);
         EXPECT_NE(ending.err.find("run it under `orka-board run -- …`"), std::string::npos);
