@@ -3,18 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <thread>
 
-#include <httplib.h>
-#include <nlohmann/json.hpp>
-
-#include "board/tools/support.h"
+#include "board/view/live_board.h"
 
 namespace orka_tools_test {
 namespace {
@@ -25,14 +21,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr uint32_t picture_ms = 40;
-
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 600 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    return condition();
-}
 
 /* As the kernel writes them: 0100007F:1F90. */
 std::set<std::string> listening_places(pid_t process)
@@ -56,81 +44,6 @@ std::set<std::string> listening_places(pid_t process)
     }
     return places;
 }
-
-class Board {
-  public:
-    explicit Board(const Words &options)
-        : socket(scratch("board")), process(Words{ORKA_BOARD_PROGRAM, "serve", "--socket", socket} + options)
-    {
-        EXPECT_TRUE(soon([this] { return process.out().find("LD_PRELOAD") != std::string::npos; }));
-    }
-    ~Board()
-    {
-        process.signal(SIGTERM);
-        EXPECT_EQ(process.wait(), 0);
-    }
-
-    std::string socket;
-    Process process;
-};
-
-int port_in(const std::string &text)
-{
-    std::smatch found;
-    const std::regex place("orka-board: live view at http://127\\.0\\.0\\.1:([0-9]+)/\n");
-    return std::regex_search(text, found, place) ? std::stoi(found[1]) : 0;
-}
-
-class LiveView : public ::testing::Test {
-  protected:
-    LiveView()
-        : board({"--clock", "real", "--view"}), port(port_in(board.process.err())), client("127.0.0.1", port)
-    {
-        EXPECT_NE(port, 0) << board.process.err();
-        client.set_read_timeout(60);
-    }
-
-    std::string get(const std::string &path)
-    {
-        const httplib::Result answer = client.Get(path);
-        EXPECT_TRUE(answer) << path;
-        EXPECT_EQ(answer ? answer->status : 0, 200) << path;
-        return answer ? answer->body : "";
-    }
-    int post(const std::string &path, const httplib::Headers &headers = {})
-    {
-        const httplib::Result answer = client.Post(path, headers);
-        return answer ? answer->status : 0;
-    }
-    json status() { return json::parse(get("/status")); }
-    json decoder(const std::string &node)
-    {
-        const json all = status();
-        for (const json &one : all["decoders"]) {
-            if (one["node"] == node)
-                return one;
-        }
-        return json::object();
-    }
-    uint32_t shown(const std::string &node) { return decoder(node).value("tsms", 0U); }
-
-    Board board;
-    int port;
-    httplib::Client client;
-};
-
-/* With a minute of picture and sound that plays. */
-class PlayingView : public LiveView {
-  protected:
-    PlayingView()
-        : player({ORKA_BOARD_PROGRAM, "run", "--board", board.socket, "--", ORKA_PLAY_PROGRAM,
-                  clip("minute.avi", picture_source("352x288", 60) + " " + sound_source(44100, 60) +
-                                         " -r 25 -c:v mpeg4 -g 25 -c:a libmp3lame")})
-    {
-        EXPECT_TRUE(soon([this] { return shown("vdecode") > 0; })) << player.err();
-    }
-    Process player;
-};
 
 /* Who is served. */
 
