@@ -66,6 +66,16 @@ uint64_t number_of(const std::string &text)
     return number;
 }
 
+/* As it is. What httplib has as a whole it compresses where the browser allows it, as hard as it can, which
+   takes seconds: far longer than to send it. */
+void answer(httplib::Response &response, const std::string &content, const char *type)
+{
+    response.set_content_provider(content.size(), type,
+                                  [content](size_t offset, size_t length, httplib::DataSink &sink) {
+                                      return sink.write(content.data() + offset, length);
+                                  });
+}
+
 void answer_text(httplib::Response &response, int status, const std::string &text)
 {
     response.status = status;
@@ -163,22 +173,22 @@ void View::route()
     using httplib::Response;
 
     http_->Get("/", [](const Request &, Response &response) {
-        response.set_content(page.data(), page.size(), "text/html; charset=utf-8");
+        answer(response, std::string(page), "text/html; charset=utf-8");
     });
     http_->Get("/status", [this](const Request &, Response &response) {
-        response.set_content(status(), "application/json");
+        answer(response, status(), "application/json");
     });
     http_->Get("/picture.png", [this](const Request &request, Response &response) {
         if (const std::optional<Plane> plane = plane_of(request))
-            response.set_content(picture(*plane), "image/png");
+            answer(response, picture(*plane), "image/png");
         else
             answer_text(response, bad_request, "planes are composed, video and osd");
     });
     http_->Get("/changes", [this](const Request &request, Response &response) {
-        response.set_content(changes_since(request.get_param_value("since")), "text/plain");
+        answer(response, changes_since(request.get_param_value("since")), "text/plain");
     });
     http_->Get("/trace", [this](const Request &request, Response &response) {
-        response.set_content(trace_since(number_of(request.get_param_value("since"))), "application/json");
+        answer(response, trace_since(number_of(request.get_param_value("since"))), "application/json");
     });
     const auto add_action = [this](const char *path, void (View::*action)()) {
         /* A handler that could read a body is not kept waiting for one. */

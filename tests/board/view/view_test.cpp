@@ -136,6 +136,15 @@ TEST_F(LiveView, ServesAPageThatNeedsNothingFromElsewhere)
     EXPECT_THAT(page->body, Not(HasSubstr("://")));
 }
 
+TEST_F(LiveView, SendsEverythingAsItIs)
+{
+    for (const char *const path : {"/", "/status", "/picture.png", "/changes", "/trace"}) {
+        const httplib::Result answer = client.Get(path, {{"Accept-Encoding", "gzip, deflate, br"}});
+        EXPECT_EQ(answer->get_header_value("Content-Encoding"), "") << path;
+        EXPECT_EQ(answer->get_header_value("Content-Length"), std::to_string(answer->body.size())) << path;
+    }
+}
+
 TEST_F(LiveView, ShowsTheScreenAsThePngOfAScreenshot)
 {
     const std::string file = scratch("shot.png");
