@@ -75,7 +75,7 @@ class Decoder {
     ImageSlot image_;
     File *owner_ = nullptr;
     uint32_t codec_ = 0; /* which it was set up for */
-    std::shared_ptr<Session> session_;
+    std::shared_ptr<DecoderSession> session_;
 };
 
 } // namespace orka::board

@@ -17,19 +17,6 @@ uint64_t whole_pages(uint64_t bytes)
     return (bytes + page_size - 1) / page_size * page_size;
 }
 
-void answer_frame_request(Call &call, int32_t status, const orka_idecode_frame_t &frame)
-{
-    auto record = call.record<wire::frame_request_record>();
-    record.status = status;
-    record.frame = frame;
-    call.reply_record(record);
-}
-
-void answer_without_frame(Call &call, int32_t status)
-{
-    answer_frame_request(call, status, {});
-}
-
 void answer_wait(Call &call, int32_t status)
 {
     auto record = call.record<wire::wait_record>();
@@ -42,11 +29,6 @@ size_t frames_among(const std::vector<orka_idecode_frame_t> &decoded)
 {
     return decoded.size() - static_cast<size_t>(std::ranges::count(decoded, uint32_t{ORKA_FRAME_TYPE_LAST},
                                                                    &orka_idecode_frame_t::kind));
-}
-
-int32_t frame_timeout(const Call &call)
-{
-    return call.record<wire::frame_request_record>().timeout;
 }
 
 } // namespace
@@ -73,11 +55,12 @@ std::shared_ptr<Session> Session::create(Machine &machine, SessionPlan plan)
 }
 
 Session::Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length)
-    : machine_(machine), kind_(plan.kind), label_(std::move(plan.label)), base_(base), length_(length),
-      bufcount_(plan.bufcount), maxframe_(plan.maxframe), readable_changed_(std::move(plan.readable_changed)),
-      listener_(machine.presentation.listen([this] { present(); })), state_(plan.first), input_(base, input),
-      fillers_(machine.reactor, answer_without_frame), takers_(machine.reactor, answer_without_frame),
-      finishers_(machine.reactor, answer_wait)
+    : DecoderSession(plan.first), machine_(machine), kind_(plan.kind), label_(std::move(plan.label)),
+      base_(base), length_(length), readable_changed_(std::move(plan.readable_changed)),
+      listener_(machine.presentation.listen([this] { present(); })),
+      input_(machine.reactor, BufferSpace(base, input),
+             {.kind = plan.kind, .count = plan.bufcount, .bytes = plan.maxframe}),
+      takers_(machine.reactor, answer_without_frame), finishers_(machine.reactor, answer_wait)
 {
     if (plan.rank)
         plane_.emplace(machine.video, *plan.rank, label_);
@@ -108,7 +91,7 @@ void Session::close()
     plane_.reset();
     disarm(stall_timer_);
     disarm(due_timer_);
-    fillers_.answer_all(wire::driver_failure);
+    input_.wake();
     takers_.answer_all(wire::driver_failure);
     finishers_.answer_all(wire::driver_failure);
 }
@@ -124,7 +107,7 @@ void Session::enter(State next)
     worker_->run(is_started(next));
     if (next == State::stopped) {
         drop_everything();
-        fillers_.answer_all(wire::driver_failure);
+        input_.wake();
         takers_.answer_all(wire::driver_failure);
         finishers_.answer_all(wire::driver_done);
     }
@@ -166,7 +149,7 @@ void Session::flush()
 /* Buffers that a program holds stay its own: those to be filled as well as those taken. */
 void Session::drop_everything()
 {
-    ended_ = false;
+    input_.begin_anew();
     worker_->discard();
     for (const orka_idecode_frame_t &frame : decoded_)
         drop(frame);
@@ -202,71 +185,27 @@ void Session::queue(Call &call)
     call.reply_record(record);
 }
 
-bool Session::has_room() const
-{
-    return input_.count() < bufcount_ && input_.has_room(maxframe_);
-}
-
-void Session::hand_out(Call &call)
-{
-    const uint32_t address = *input_.allocate(maxframe_);
-    handed_out_.insert(address);
-    answer_frame_request(call, wire::driver_done,
-                         {.kind = kind_, .number = handed_number_++, .addr = address, .capacity = maxframe_});
-}
-
 void Session::new_frame(std::shared_ptr<Call> call)
 {
-    const int32_t timeout = frame_timeout(*call);
-    if (timeout < -1)
-        return call->fail(EINVAL);
     /* The worker tells of eaten packets with its next frame; who finds the queue full asks it. */
-    if (!has_room())
+    if (!input_.has_room())
         collect();
-    if (fillers_.empty() && has_room())
-        return hand_out(*call);
-    if (state_ == State::stopped)
-        return answer_without_frame(*call, wire::driver_failure);
-    fillers_.add(std::move(call), timeout);
-}
-
-void Session::serve_fillers()
-{
-    while (!fillers_.empty() && has_room())
-        hand_out(*fillers_.take());
-}
-
-/* An errno value for what cannot be committed. */
-int Session::check(const orka_idecode_frame_t &frame) const
-{
-    const bool last = frame.kind == ORKA_FRAME_TYPE_LAST;
-    if (!last && frame.kind != kind_)
-        return EINVAL;
-    if (!handed_out_.contains(frame.addr) || frame.size > (last ? 0 : maxframe_))
-        return EINVAL;
-    return ended_ ? EINVAL : 0;
+    input_.new_frame(std::move(call), state_ == State::stopped);
 }
 
 void Session::commit(Call &call)
 {
-    const auto frame = call.record<wire::frame_return_record>().frame;
-    if (const int error = check(frame))
-        return call.fail(error);
-    handed_out_.erase(frame.addr);
-    ended_ = frame.kind == ORKA_FRAME_TYPE_LAST;
-    frames_in_ += !ended_;
-    if (ended_)
-        input_.free(frame.addr);
-    else
-        input_.trim(frame.addr, frame.size);
-    worker_->submit({.address = frame.addr,
-                     .size = frame.size,
-                     .flags = frame.flags,
-                     .tsms = frame.tsms,
-                     .duration = frame.duration,
-                     .last = ended_});
+    const std::optional<orka_idecode_frame_t> frame = input_.commit(call);
+    if (!frame)
+        return;
+    worker_->submit({.address = frame->addr,
+                     .size = frame->size,
+                     .flags = frame->flags,
+                     .tsms = frame->tsms,
+                     .duration = frame->duration,
+                     .last = frame->kind == ORKA_FRAME_TYPE_LAST});
     call.reply();
-    serve_fillers();
+    input_.serve();
 }
 
 /* The side that empties. */
@@ -344,7 +283,7 @@ void Session::collect()
         input_.free(address);
     decoded_.insert(decoded_.end(), progress.frames.begin(), progress.frames.end());
     machine_.dsp_window.count_frames(frames_among(progress.frames));
-    serve_fillers();
+    input_.serve();
     present();
 }
 
@@ -504,10 +443,14 @@ void Session::lose_patience()
 void Session::report(nlohmann::json &decoder) const
 {
     decoder["state"] = state_name(state_);
-    decoder["queue"] = {{"base", base_},         {"bytes", length_},           {"in", input_.count()},
-                        {"in_limit", bufcount_}, {"decoded", decoded_.size()}, {"shown", shown_.size()},
+    decoder["queue"] = {{"base", base_},
+                        {"bytes", length_},
+                        {"in", input_.count()},
+                        {"in_limit", input_.limit()},
+                        {"decoded", decoded_.size()},
+                        {"shown", shown_.size()},
                         {"taken", taken_.size()}};
-    decoder["frames_in"] = frames_in_;
+    decoder["frames_in"] = input_.frames();
     decoder["frames_out"] = frames_out_;
     decoder["dropped"] = dropped_;
     decoder["tsms"] = shown_tsms_;

@@ -16,27 +16,12 @@
 #include <deque>
 #include <set>
 
+#include "drivers/decoder_session.h"
+#include "drivers/frame_input.h"
 #include "drivers/video_plane.h"
-#include "drivers/waiting.h"
 #include "drivers/worker.h"
 
 namespace orka::board {
-
-enum class State : uint8_t { set_up, ready, playing, paused, rewinding, forwarding, stopped };
-
-/* Frames come out; not while paused. */
-constexpr bool is_moving(State state)
-{
-    return state == State::playing || state == State::rewinding || state == State::forwarding;
-}
-
-constexpr bool is_started(State state)
-{
-    return is_moving(state) || state == State::paused;
-}
-
-/* For people. */
-std::string_view state_name(State state);
 
 /* How a session is made. */
 struct SessionPlan {
@@ -52,7 +37,7 @@ struct SessionPlan {
     std::function<void()> readable_changed;
 };
 
-class Session : public std::enable_shared_from_this<Session> {
+class Session final : public DecoderSession, public std::enable_shared_from_this<Session> {
   public:
     /*
      * How long the output stays full before what nobody takes is taken as seen: a program may feed for a
@@ -63,40 +48,28 @@ class Session : public std::enable_shared_from_this<Session> {
 
     /* Null when there is no memory for its queue. */
     static std::shared_ptr<Session> create(Machine &machine, SessionPlan plan);
-    ~Session();
-    Session(const Session &) = delete;
-    Session &operator=(const Session &) = delete;
+    ~Session() override;
 
-    State state() const { return state_; }
-    void enter(State next);
-    void flush();
-    /* Wakes whoever waits; the session does nothing any more. */
-    void close();
+    void enter(State next) override;
+    void flush() override;
+    void close() override;
 
-    void queue(Call &call);
-    void new_frame(std::shared_ptr<Call> call);
-    void commit(Call &call);
-    void get(std::shared_ptr<Call> call);
-    void release(Call &call);
-    void wait(std::shared_ptr<Call> call);
+    void queue(Call &call) override;
+    void new_frame(std::shared_ptr<Call> call) override;
+    void commit(Call &call) override;
+    void get(std::shared_ptr<Call> call) override;
+    void release(Call &call) override;
+    void wait(std::shared_ptr<Call> call) override;
+    bool readable() const override { return !shown_.empty(); }
 
-    bool readable() const { return !shown_.empty(); }
-    uint32_t shown_tsms() const { return shown_tsms_; }
-    void reset_shown_tsms() { shown_tsms_ = 0; }
-
-    /* Adds its queues and its counts. */
-    void report(nlohmann::json &decoder) const;
+    void report(nlohmann::json &decoder) const override;
 
   private:
     Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length);
     void start_worker(std::unique_ptr<CodecStream> stream, uint32_t input);
 
-    bool has_room() const;
-    void hand_out(Call &call);
-    void serve_fillers();
     bool deliver(Call &call);
     void serve_takers();
-    int check(const orka_idecode_frame_t &frame) const;
 
     void collect();
     void begin_stream();
@@ -126,22 +99,15 @@ class Session : public std::enable_shared_from_this<Session> {
     const std::string label_;
     const uint32_t base_;
     const uint32_t length_;
-    const uint32_t bufcount_;
-    const uint32_t maxframe_;
     const std::function<void()> readable_changed_;
     const uint32_t listener_; /* to the clock */
-    State state_;
 
-    BufferSpace input_;
-    std::set<uint32_t> handed_out_;
-    uint32_t handed_number_ = 0;
-    bool ended_ = false; /* LAST was committed */
+    FrameInput input_;
 
     std::deque<orka_idecode_frame_t> decoded_;
     std::deque<orka_idecode_frame_t> shown_;
     std::set<uint32_t> taken_;
     uint32_t shown_number_ = 0;
-    uint32_t shown_tsms_ = 0;
     uint32_t shown_until_ = 0; /* the end of the last shown frame */
     bool finished_ = false;    /* LAST was shown */
     bool was_readable_ = false;
@@ -152,8 +118,7 @@ class Session : public std::enable_shared_from_this<Session> {
     uint32_t on_screen_ = 0;      /* its buffer, or 0 */
     bool on_screen_done_ = false; /* nobody else has it any more */
 
-    uint64_t frames_in_ = 0; /* since setup, each LAST left out */
-    uint64_t frames_out_ = 0;
+    uint64_t frames_out_ = 0; /* since setup, each LAST left out */
     uint64_t dropped_ = 0;
 
     bool asked_ = false;     /* somebody takes frames */
@@ -161,7 +126,6 @@ class Session : public std::enable_shared_from_this<Session> {
     std::optional<Reactor::TimerId> stall_timer_;
     std::optional<Reactor::TimerId> due_timer_;
 
-    Waiting fillers_;
     Waiting takers_;
     Waiting finishers_;
     std::unique_ptr<Worker> worker_; /* ends first */
