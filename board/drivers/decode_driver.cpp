@@ -54,7 +54,8 @@ void DecodeDriver::control(std::shared_ptr<Call> call)
     const uint32_t number = call->row().number;
     if (number == wire::IDECODE_LOAD)
         return load(*call);
-    if (number == wire::IDECODE_SETUP_AUDIO || number == wire::IDECODE_SETUP_VIDEO)
+    if (number == wire::IDECODE_SETUP_AUDIO || number == wire::IDECODE_SETUP_VIDEO ||
+        number == wire::IDECODE_SETUP_SUBTITLE)
         return set_up(*call);
     if (control_node(*call))
         return;

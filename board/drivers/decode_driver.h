@@ -42,9 +42,11 @@ using AudioCodecs =
     std::function<std::unique_ptr<AudioDecoder>(const orka_idecode_audio_params_t &params, std::string &why)>;
 using VideoCodecs =
     std::function<std::unique_ptr<VideoDecoder>(const orka_idecode_video_params_t &params, std::string &why)>;
+using TextPainters = std::function<std::shared_ptr<TextPainter>(std::string &why)>;
 
 std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine, AudioCodecs codecs);
 std::unique_ptr<Driver> make_video_decode_driver(Machine &machine, VideoCodecs codecs);
+std::unique_ptr<Driver> make_subtitle_decode_driver(Machine &machine, TextPainters painters);
 
 } // namespace orka::board
 

@@ -89,8 +89,8 @@ int Decoder::check(const Setup &setup) const
     if (!loaded)
         return refuse(EINVAL, "setup for codec " + codec + " without a codec image; load one first");
     if (!(loaded->*kind_.decodes)(setup.codec))
-        return refuse(EINVAL, "image " + image_.name() + " does not decode codec " + codec +
-                                  "; load the image that the selection table names for it");
+        return refuse(EINVAL, "image " + image_.name() + " does not decode codec " + codec + "; " +
+                                  std::string(kind_.remedy));
     if (setup.bufsize == 0 || setup.bufcount == 0 || setup.maxframe == 0 || setup.maxframe > setup.bufsize)
         return refuse(EINVAL, "setup asks for an input queue of " + std::to_string(setup.bufsize) +
                                   " bytes and " + std::to_string(setup.bufcount) + " frames of at most " +
@@ -110,22 +110,32 @@ void Decoder::set_up(Call &call, const Setup &setup)
     call.reply();
 }
 
+std::shared_ptr<DecoderSession> Decoder::create_session(const Setup &setup, std::string &why)
+{
+    SessionPlan plan{.first = kind_.wants_init ? State::set_up : State::ready,
+                     .kind = kind_.frame_kind,
+                     .label = label_,
+                     .bufsize = setup.bufsize,
+                     .bufcount = setup.bufcount,
+                     .maxframe = setup.maxframe,
+                     .output = setup.output,
+                     .stream = nullptr,
+                     .rank = rank_in_plane(),
+                     .readable_changed = [this] { readable_changed_(*owner_); }};
+    if (setup.make_session)
+        return setup.make_session(plan, why);
+    plan.stream = setup.make_stream(why);
+    if (!plan.stream)
+        return nullptr;
+    return Session::create(machine_, std::move(plan));
+}
+
 int Decoder::make_session(const Setup &setup, File &file)
 {
     std::string why;
-    std::unique_ptr<CodecStream> stream = setup.make_stream(why);
-    if (!stream)
+    session_ = create_session(setup, why);
+    if (!session_ && !why.empty())
         return refuse(EINVAL, "codec " + std::to_string(setup.codec) + ": " + why);
-    session_ = Session::create(machine_, {.first = kind_.wants_init ? State::set_up : State::ready,
-                                          .kind = kind_.frame_kind,
-                                          .label = label_,
-                                          .bufsize = setup.bufsize,
-                                          .bufcount = setup.bufcount,
-                                          .maxframe = setup.maxframe,
-                                          .output = setup.output,
-                                          .stream = std::move(stream),
-                                          .rank = rank_in_plane(),
-                                          .readable_changed = [this] { readable_changed_(*owner_); }});
     if (!session_)
         return refuse(ENOMEM, "no memory for a queue of " + std::to_string(setup.bufsize + setup.output) +
                                   " bytes; give the board more (--memory)");

@@ -23,6 +23,8 @@ struct DecoderKind {
     bool wants_init;
     bool (CodecImage::*decodes)(uint32_t codec) const;
     bool has_pictures = false; /* which go to the video plane */
+    /* Where the image does not decode the codec. */
+    std::string_view remedy = "load the image that the selection table names for it";
 };
 
 /* What a setup asks for. */
@@ -33,7 +35,9 @@ struct Setup {
     uint32_t maxframe = 0;
     uint64_t output = 0; /* bytes for what is decoded */
     /* Null, and a text, for what the DSP cannot decode. */
-    std::function<std::unique_ptr<CodecStream>(std::string &why)> make_stream;
+    std::function<std::unique_ptr<CodecStream>(std::string &why)> make_stream{};
+    /* In its place, where nothing comes out of the decoder. Null without a text where there is no memory. */
+    std::function<std::shared_ptr<DecoderSession>(const SessionPlan &plan, std::string &why)> make_session{};
 };
 
 class Decoder {
@@ -61,6 +65,7 @@ class Decoder {
     int refuse(int error, const std::string &why) const;
     int check(const Setup &setup) const;
     int make_session(const Setup &setup, File &file);
+    std::shared_ptr<DecoderSession> create_session(const Setup &setup, std::string &why);
     std::optional<uint32_t> rank_in_plane() const;
     bool change_state(uint32_t request);
     void control_frames(std::shared_ptr<Call> call);

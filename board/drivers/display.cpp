@@ -171,6 +171,8 @@ RgbPicture Display::compose(Plane plane)
         return screen;
     if (plane != Plane::osd)
         draw_video(screen);
+    if (plane != Plane::video)
+        machine_.subtitles.draw(screen, place_picture(output_, output_.pe_width, output_.pe_height).to);
     for (uint32_t channel = 0; plane != Plane::video && channel < osd_channels; channel++)
         draw_osd(screen, channel);
     return screen;
@@ -216,7 +218,7 @@ uint64_t Display::changes()
     }
     if (fingerprint != std::exchange(osd_fingerprint_, fingerprint))
         changes_++;
-    return changes_ + machine_.video.changes();
+    return changes_ + machine_.video.changes() + machine_.subtitles.changes();
 }
 
 void Display::report(nlohmann::json &display) const

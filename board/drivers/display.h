@@ -1,7 +1,7 @@
 /*
  * The display: its output, the OSD's frame buffers, and the picture that both make with the video plane.
  *
- *     black < video plane, placed in the picture area < OSD channel 0 < OSD channel 1
+ *     black < video plane, placed in the picture area < subtitles < OSD channel 0 < OSD channel 1
  *
  * The OSD's pixels are 16 bits: bit 15 opaque, then 5 bits each of red, green and blue. What is not opaque
  * shows what lies behind.

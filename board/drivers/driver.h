@@ -17,10 +17,12 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "drivers/capture_clock.h"
+#include "drivers/display_clock.h"
 #include "drivers/dsp_window.h"
 #include "drivers/loudspeaker.h"
 #include "drivers/presentation.h"
 #include "drivers/screen.h"
+#include "drivers/subtitle_plane.h"
 #include "drivers/video_plane.h"
 #include "dsp/camera.h"
 #include "dsp/picture_controls.h"
@@ -98,6 +100,8 @@ struct Machine {
     DspWindow dsp_window{memory};
     PresentationClock presentation{};
     VideoPlane video{}; /* what the decoders show */
+    DisplayClock display_clock{};
+    SubtitlePlane subtitles{};
     Loudspeaker loudspeaker{};
     Screen *screen = nullptr; /* the display's; null on a board without one */
     /* Puts a captured picture before the decoders' ones, as UYVY whose stride is 2 x width; an empty one ends
@@ -115,6 +119,7 @@ struct Machine {
 std::unique_ptr<Driver> make_imanage_driver(Machine &machine);
 std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine);
 std::unique_ptr<Driver> make_video_decode_driver(Machine &machine);
+std::unique_ptr<Driver> make_subtitle_decode_driver(Machine &machine);
 /* For all nodes of the video encoders: /dev/iencode, the channels' two each, /dev/imgencode. */
 std::unique_ptr<Driver> make_video_encode_driver(Machine &machine);
 std::unique_ptr<Driver> make_audio_encode_driver(Machine &machine);

@@ -64,6 +64,8 @@ Session::Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t inp
 {
     if (plan.rank)
         plane_.emplace(machine.video, *plan.rank, label_);
+    if (kind_ == ORKA_FRAME_TYPE_VIDEO || kind_ == ORKA_FRAME_TYPE_AUDIO)
+        time_.emplace(machine.display_clock, plan.rank.value_or(DisplayClock::sound));
 }
 
 void Session::start_worker(std::unique_ptr<CodecStream> stream, uint32_t input)
@@ -89,6 +91,7 @@ void Session::close()
     keep_time(std::exchange(state_, State::stopped));
     machine_.presentation.ignore(listener_);
     plane_.reset();
+    time_.reset();
     disarm(stall_timer_);
     disarm(due_timer_);
     input_.wake();
@@ -102,6 +105,8 @@ void Session::enter(State next)
     if (!is_started(before) && is_started(next))
         begin_stream();
     keep_time(before);
+    if (time_)
+        time_->start(is_started(next));
     if (plane_)
         plane_->start(is_started(next));
     worker_->run(is_started(next));
@@ -351,6 +356,8 @@ void Session::show(orka_idecode_frame_t frame)
         shown_until_ = frame.tsms + frame.duration;
         put_on_screen(frame);
         let_hear(frame);
+        if (time_)
+            time_->show(frame.tsms);
     }
     frame.number = shown_number_++;
     shown_.push_back(frame);

@@ -113,6 +113,8 @@ class Session final : public DecoderSession, public std::enable_shared_from_this
     bool was_readable_ = false;
     bool left_time_line_ = false; /* by rewind or fast-forward */
 
+    std::optional<DisplayClock::Source> time_; /* of pictures and sound */
+
     /* The picture in the video plane keeps its buffer until the next one is there. */
     std::optional<VideoPlane::Source> plane_;
     uint32_t on_screen_ = 0;      /* its buffer, or 0 */

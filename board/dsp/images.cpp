@@ -38,6 +38,8 @@ constexpr uint32_t audio_g723[] = {26};
 constexpr uint32_t audio_g722[] = {27, 28, 29};
 constexpr uint32_t audio_g7221[] = {30, 31};
 
+constexpr uint32_t subtitle_text[] = {0}; /* a setup names no codec */
+
 /* Sorted by name; what an image decodes, then what it encodes. Those that cancel echo work the sound
    chip behind the serial ports themselves. */
 constexpr auto images = std::to_array<CodecImage>({
@@ -64,6 +66,7 @@ constexpr auto images = std::to_array<CodecImage>({
     {"mpeg4sp_mp3_enc", {}, {}, video_mpeg4_h263, audio_mp3},
     {"ogg_dec", {}, audio_vorbis},
     {"rgb888_pcm_dec", video_rgb888, audio_pcm},
+    {"subtitle_dec", {}, {}, {}, {}, false, subtitle_text},
     {"wmv7_pcm_dec", video_wmv7, audio_pcm},
     {"wmv7_wma_dec", video_wmv7, audio_wma},
     {"wmv8_pcm_dec", video_wmv8, audio_pcm},
@@ -104,6 +107,11 @@ bool CodecImage::decodes_video(uint32_t codec) const
 bool CodecImage::decodes_audio(uint32_t codec) const
 {
     return contains(audio, codec);
+}
+
+bool CodecImage::decodes_subtitles(uint32_t codec) const
+{
+    return contains(subtitles, codec);
 }
 
 bool CodecImage::encodes_video(uint32_t codec) const

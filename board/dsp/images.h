@@ -15,9 +15,11 @@ struct CodecImage {
     std::span<const uint32_t> coded_video{}; /* codec numbers that it encodes */
     std::span<const uint32_t> coded_audio{};
     bool serial_ports = false; /* it answers for the DSP's serial ports */
+    std::span<const uint32_t> subtitles{}; /* that it decodes */
 
     bool decodes_video(uint32_t codec) const;
     bool decodes_audio(uint32_t codec) const;
+    bool decodes_subtitles(uint32_t codec) const;
     bool encodes_video(uint32_t codec) const;
     bool encodes_audio(uint32_t codec) const;
 };

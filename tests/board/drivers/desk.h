@@ -264,6 +264,10 @@ class Player {
     {
         return error_of(wire::IDECODE_SETUP_AUDIO, wire::audio_setup_record{channel_, stream_, params});
     }
+    int set_up(const orka_idecode_subtitle_params_t &params)
+    {
+        return error_of(wire::IDECODE_SETUP_SUBTITLE, wire::subtitle_setup_record{channel_, stream_, params});
+    }
     int start() { return order(wire::IDECODE_START); }
     int stop() { return order(wire::IDECODE_STOP); }
     int pause() { return order(wire::IDECODE_PAUSE); }
@@ -335,7 +339,7 @@ class Player {
     {
         return answer_of(*desk_.begin(file, number, record)).error;
     }
-    uint32_t queueid() const { return file.node() == wire::node::adecode ? 3 : 8; }
+    uint32_t queueid() const { return file.node() == wire::node::vdecode ? 8 : 3; }
     wire::frame_request_record frame_request(int32_t timeout) const
     {
         return {channel_, stream_, queueid(), timeout, 77};
