@@ -14,7 +14,7 @@ struct CodecImage {
     std::span<const uint32_t> audio;
     std::span<const uint32_t> coded_video{}; /* codec numbers that it encodes */
     std::span<const uint32_t> coded_audio{};
-    bool serial_ports = false; /* it answers for the DSP's serial ports */
+    bool serial_ports = false;             /* it answers for the DSP's serial ports */
     std::span<const uint32_t> subtitles{}; /* that it decodes */
 
     bool decodes_video(uint32_t codec) const;
