@@ -91,6 +91,20 @@ std::vector<uint8_t> video_headers(const orka_iencode_frame_t &first, orka_video
     return {};
 }
 
+std::vector<uint8_t> silence_like(std::span<const uint8_t> packet, const AVCodecParameters &stream)
+{
+    constexpr size_t mp3_header = 4; /* what follows says by zeros that there is nothing to hear */
+    constexpr uint8_t mulaw_zero = 0xFF;
+    std::vector<uint8_t> silence(packet.begin(), packet.end());
+    if (stream.codec_id == AV_CODEC_ID_PCM_S16LE)
+        std::ranges::fill(silence, uint8_t{0});
+    if (stream.codec_id == AV_CODEC_ID_PCM_MULAW)
+        std::ranges::fill(silence, mulaw_zero);
+    if (stream.codec_id == AV_CODEC_ID_MP3)
+        std::ranges::fill(std::span(silence).subspan(std::min(mp3_header, silence.size())), uint8_t{0});
+    return silence;
+}
+
 /*
  * The frame test alone takes some predicted pictures of MPEG-4 for key frames, and knows no start codes of
  * H.263 and JPEG: it confirms what the encoder says where it can.

@@ -21,6 +21,12 @@ void set_headers(AVCodecParameters &stream, std::span<const uint8_t> headers);
 std::vector<uint8_t> video_headers(const orka_iencode_frame_t &first, orka_video_type_t type,
                                    const AVCodecParameters &stream);
 
+/*
+ * As long a silence as a coded packet is; the packet itself, heard twice, of codecs whose silence is not
+ * known.
+ */
+std::vector<uint8_t> silence_like(std::span<const uint8_t> packet, const AVCodecParameters &stream);
+
 /* The coded picture is a key frame; said: by its encoder. */
 bool is_key_frame(bool said, std::span<const uint8_t> picture, orka_video_type_t type);
 

@@ -190,6 +190,17 @@ bool Recorder::is_beyond(const Stream &stream, const Place &place) const
     return options_.seconds && static_cast<double>(place.time) >= *options_.seconds * ticks;
 }
 
+/* Where sound is counted and not timed, what is missing would bring the rest forward. */
+void Recorder::fill_gap(const Stream &stream, std::span<const uint8_t> next, const Place &at)
+{
+    if (!options_.container->counts || stream.video || at.duration <= 0)
+        return;
+    const std::vector<uint8_t> silence = silence_like(next, stream.description);
+    for (int64_t time = stream.written_to; time + at.duration / 2 < at.time; time += at.duration)
+        file_->write(
+            {.stream = stream.number, .data = silence, .time = time, .duration = at.duration, .key = true});
+}
+
 void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::span<const uint8_t> data)
 {
     if (failure_ || stream.number < 0 || stream.enough)
@@ -202,6 +213,8 @@ void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::spa
         changed_.notify_all();
         return;
     }
+    fill_gap(stream, data, at);
+    stream.written_to = at.time + at.duration;
     file_->write(
         {.stream = stream.number,
          .data = data,

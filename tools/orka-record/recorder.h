@@ -51,7 +51,8 @@ class Recorder {
         bool video;
         int number = -1; /* in the file; -1: not in it */
         std::vector<Held> held;
-        bool enough = false; /* what was asked for has been written */
+        int64_t written_to = 0; /* ticks */
+        bool enough = false;    /* what was asked for has been written */
         bool ended = false;
         uint32_t frames = 0;
         uint64_t bytes = 0;
@@ -72,6 +73,7 @@ class Recorder {
     bool is_too_early(const Stream &stream, const Place &place) const;
     bool is_beyond(const Stream &stream, const Place &place) const;
     Place place(Stream &stream, const orka_iencode_frame_t &words, size_t size);
+    void fill_gap(const Stream &stream, std::span<const uint8_t> next, const Place &at);
 
     std::thread guarded(Stream &stream);
     void keep_failure();

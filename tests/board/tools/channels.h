@@ -48,12 +48,14 @@ class FourChannels : public testing::Test {
     {
         EXPECT_EQ(recorders[channel]->wait(), 0) << channel << recorders[channel]->err() << server.err();
     }
-    nlohmann::json encoder(size_t channel) const
+    nlohmann::json encoder(size_t channel) const { return told_of("vencode", channel); }
+    nlohmann::json sound_encoder() const { return told_of("aencode", 0); }
+    nlohmann::json told_of(const char *node, size_t channel) const
     {
         const nlohmann::json status = nlohmann::json::parse(
             run(on_board({ORKA_BOARD_PROGRAM, "status", "--json"})).out, nullptr, false);
         for (const nlohmann::json &one : status.value("encoders", nlohmann::json::array())) {
-            if (one["node"] == "vencode" && one["channel"] == channel)
+            if (one["node"] == node && one["channel"] == channel)
                 return one;
         }
         return {};

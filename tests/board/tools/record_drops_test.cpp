@@ -1,20 +1,13 @@
-/* Four channels for longer, on either clock. */
+/* In real time: what nobody takes is dropped, counted, and missing where it was. */
 #include <csignal>
 
 #include "board/tools/channels.h"
 
 namespace orka_tools_test {
 
-using FourChannelsForLong = FourChannels;
-
-TEST_F(FourChannelsForLong, LoseNoPictureInTenSeconds)
-{
-    record_all(10);
-}
-
-class FourChannelsInRealTime : public FourChannels {
+class InRealTime : public FourChannels {
   protected:
-    FourChannelsInRealTime() : FourChannels({"--clock", "real"}) {}
+    InRealTime() : FourChannels({"--clock", "real"}) {}
 
     /* Pictures that are missing between the first and the last. */
     static int64_t missing(const std::vector<int64_t> &counters)
@@ -24,11 +17,11 @@ class FourChannelsInRealTime : public FourChannels {
 };
 
 /* The recorder stands still until its queue is full, which is four seconds of H.264. */
-TEST_F(FourChannelsInRealTime, CountWhatIsDroppedWhereNobodyTakesAndNowhereElse)
+TEST_F(InRealTime, WhatNobodyTakesIsDroppedAndCounted)
 {
     for (size_t i = 0; i < channels; i++)
         start(i, {});
-    while (encoder(1)["frames"] == 0 || !encoder(1).contains("frames"))
+    while (encoder(1)["frames"] < 1)
         std::this_thread::sleep_for(20ms);
     recorders[1]->signal(SIGSTOP);
     while (encoder(1)["dropped"] < 30)
@@ -46,6 +39,27 @@ TEST_F(FourChannelsInRealTime, CountWhatIsDroppedWhereNobodyTakesAndNowhereElse)
         const std::string told = std::to_string(missing(counters)) + " dropped\n";
         EXPECT_NE(recorders[i]->out().find(", " + told), std::string::npos) << told << recorders[i]->out();
         EXPECT_GE(missing(counters), i == 1 ? dropped : by_others[i]);
+    }
+}
+
+/* Sound's queue is full after five seconds or later, pictures' after eight. */
+TEST_F(InRealTime, SoundAndPictureStayTogetherWhereSoundWasDropped)
+{
+    for (const char *audio : {"PCM", "G711", "MP3", "AAC"}) {
+        const std::string file = scratch(std::string(audio) + ".avi");
+        Process recorder(on_board({ORKA_RECORD_PROGRAM, file, "--audio", audio, "--size", "352x288"}));
+        while (sound_encoder()["frames"] < 10)
+            std::this_thread::sleep_for(20ms);
+        recorder.signal(SIGSTOP);
+        while (sound_encoder()["dropped"] < 20)
+            std::this_thread::sleep_for(50ms);
+        recorder.signal(SIGCONT);
+        std::this_thread::sleep_for(4s);
+        recorder.signal(SIGINT);
+        EXPECT_EQ(recorder.wait(), 0) << recorder.err();
+        const std::vector<double> late = lateness(marks_of(file));
+        EXPECT_GE(late.size(), 3u);
+        EXPECT_NEAR(late.back(), 0, 0.045) << audio; /* in whole packets */
     }
 }
 
