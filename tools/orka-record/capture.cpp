@@ -9,7 +9,7 @@ namespace orka::record {
 
 namespace {
 
-enum passthru : uint32_t { passthru_none = 0, passthru_captured = 2 };
+enum passthru : uint32_t { passthru_none = 0, passthru_encoded = 1, passthru_captured = 2 };
 
 void check(orka_status_t status, const char *what)
 {
@@ -37,9 +37,15 @@ void set_up_capture(const Options &options)
         return;
     }
     check(status, "its setup");
+}
+
+void show_picture(const Options &options)
+{
     if (!options.view)
         return;
-    check(orka_icapture_set_passthru(passthru_captured), "pass-through");
+    const bool encoded = options.video != ORKA_VIDEO_TYPE_NONE;
+    check(orka_icapture_set_start_channel(static_cast<uint32_t>(options.channel)), "the channel");
+    check(orka_icapture_set_passthru(encoded ? passthru_encoded : passthru_captured), "pass-through");
     check(orka_icapture_set_enable(1), "to run");
 }
 

@@ -6,8 +6,11 @@
 
 namespace orka::record {
 
-/* Chooses the standard, and with --view shows the camera's picture. Throws Failure. */
+/* Chooses the standard. Throws Failure. */
 void set_up_capture(const Options &options);
+/* With --view: the picture as the encoder, which is set up, takes it; without one, as it is captured. Throws
+   Failure. */
+void show_picture(const Options &options);
 void release_capture(const Options &options);
 
 } // namespace orka::record

@@ -79,7 +79,7 @@ void declare(CLI::App &app, Options &options, Texts &texts)
         ->option_text("ntsc|pal")
         ->check(CLI::IsMember({"ntsc", "pal"}))
         ->capture_default_str();
-    app.add_flag("--view", options.view, "Show what the camera sees on the display");
+    app.add_flag("--view", options.view, "Show the picture on the display, where it moves with --clock real");
 }
 
 void choose_types(Options &options, const Texts &texts)

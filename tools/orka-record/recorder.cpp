@@ -40,6 +40,7 @@ Recorder::Recorder(const Options &options, const std::atomic<bool> &stop) : opti
         set_up_video(image);
     if (options.audio != ORKA_AUDIO_TYPE_NONE)
         set_up_audio(image);
+    show_picture(options);
     file_.emplace(options.file, *options.container);
 }
 

@@ -22,6 +22,24 @@ TEST_F(FourChannels, AnswerOnlyThoseWhoDoNotHaveThem)
     expect_good_ending(0);
 }
 
+TEST_F(FourChannels, AreSeenOnTheScreenWithViewUntilTheRecordingEnds)
+{
+    const std::string shot = scratch("shot.png");
+    const auto screen = [&] {
+        EXPECT_EQ(run(on_board({ORKA_BOARD_PROGRAM, "screenshot", shot})).status, 0);
+        return decoded_grey(shot);
+    };
+    const std::string black(size_t{720} * 480, '\0');
+    EXPECT_EQ(screen(), black);
+    start(3, {"--view"});
+    for (int i = 0; i < 250 && screen() == black; i++)
+        std::this_thread::sleep_for(20ms);
+    EXPECT_GE(counter_in(screen(), 720, {67, 0, 586, 480}), 0); /* 176x144, as large as fits into 640x480 */
+    recorders[3]->signal(SIGINT);
+    expect_good_ending(3);
+    EXPECT_EQ(screen(), black);
+}
+
 /* Streams that join begin where the others stand, between two pictures and two samples. */
 TEST_F(FourChannels, KeepSoundAndPictureTogetherWhereOthersCaptureAlready)
 {

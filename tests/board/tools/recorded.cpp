@@ -12,6 +12,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include "board/tools/support.h"
 #include "dsp/camera.h"
 
 namespace orka_tools_test {
@@ -151,6 +152,19 @@ std::vector<double> lateness(const Marks &marks)
         differences.push_back(nearest);
     }
     return differences;
+}
+
+std::string decoded_grey(const std::string &file)
+{
+    return run({"ffmpeg", "-v", "error", "-i", file, "-pix_fmt", "gray", "-f", "rawvideo", "-"}).out;
+}
+
+int64_t counter_in(const std::string &grey, uint32_t stride, const Part &part)
+{
+    const auto *const bytes = reinterpret_cast<const uint8_t *>(grey.data());
+    const std::span<const uint8_t> all(bytes, grey.size());
+    return orka::board::read_counter(all.subspan(size_t{part.y} * stride + part.x), part.width, part.height,
+                                     stride);
 }
 
 std::vector<int64_t> consecutive(const std::vector<int64_t> &counters)

@@ -25,6 +25,16 @@ std::vector<double> lateness(const Marks &marks);
 /* Decodes the whole file. Throws std::runtime_error where it does not open. */
 Marks marks_of(const std::string &file);
 
+/* Of a still, one byte a pixel; and the test picture's number in a part of it, -1 where there is none. */
+struct Part {
+    uint32_t x;
+    uint32_t y;
+    uint32_t width;
+    uint32_t height;
+};
+std::string decoded_grey(const std::string &file);
+int64_t counter_in(const std::string &grey, uint32_t stride, const Part &part);
+
 /* The numbers from the first one on, as many. */
 std::vector<int64_t> consecutive(const std::vector<int64_t> &counters);
 
