@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/display_mode.h"
 #include "common/failure.h"
 #include "manual/manual.h"
 
@@ -25,6 +26,16 @@ std::string check_image_name(const std::string &name)
     return name.size() < image_name_limit ? "" : "an image's name has at most 32 characters";
 }
 
+std::string check_output(const std::string &name)
+{
+    try {
+        const ModeName known(name);
+    } catch (const Failure &failure) {
+        return failure.what();
+    }
+    return "";
+}
+
 void declare(CLI::App &app, Options &options)
 {
     app.footer(exit_statuses);
@@ -35,6 +46,11 @@ void declare(CLI::App &app, Options &options)
     app.add_option("--image", options.image, "Load this codec image, whatever the clip's codecs select")
         ->option_text("NAME")
         ->check(CLI::Validator(check_image_name, ""));
+    app.add_option(
+           "--output", options.output,
+           "Set the display up with this output while the clip plays, as `orka-ctl list display` names it")
+        ->option_text("DEVICE/MODE")
+        ->check(CLI::Validator(check_output, ""));
     app.add_option("--framemd5", options.framemd5, "Write one line a picture, with its time, size and MD5")
         ->option_text("FILE");
     app.add_option("--pcm", options.pcm, "Write the sound as it is decoded: signed 16 bits, little-endian")

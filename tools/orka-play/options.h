@@ -13,6 +13,7 @@ struct Options {
     bool no_video = false;
     bool real_time = false;
     std::string image;    /* empty: by the selection table */
+    std::string output;   /* of the display; empty: as it is */
     std::string framemd5; /* output files; empty: none */
     std::string pcm;
     std::string snapshot;

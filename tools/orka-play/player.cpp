@@ -37,6 +37,7 @@ Player::Player(Clip &clip, const Options &options, const std::atomic<bool> &stop
 {
     const Choice choice = choose();
     check_board("/dev/idecode");
+    set_up_display(choice);
     set_up(choice);
     open_outputs(choice);
 }
@@ -97,6 +98,18 @@ std::unique_ptr<Player::Stream> Player::make_stream(const AVStream &source, cons
     stream->queue_limit = params.bufcount;
     stream->decoder = std::make_unique<Decoder>(image, params);
     return stream;
+}
+
+void Player::set_up_display(const Choice &choice)
+{
+    Size source;
+    if (options_.output.empty())
+        return;
+    if (choice.video != ORKA_VIDEO_TYPE_NONE) {
+        const AVCodecParameters &picture = *clip_.video()->codecpar;
+        source = {static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height)};
+    }
+    display_.emplace(options_.output, source);
 }
 
 void Player::set_up(const Choice &choice)

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "clip.h"
+#include "common/display_output.h"
 #include "decoder.h"
 #include "edits.h"
 #include "options.h"
@@ -65,6 +66,7 @@ class Player {
 
     Choice choose() const;
     void choose_image(Choice &choice) const;
+    void set_up_display(const Choice &choice);
     void set_up(const Choice &choice);
     template <typename Params>
     static std::unique_ptr<Stream> make_stream(const AVStream &source, const std::string &image,
@@ -94,6 +96,7 @@ class Player {
     Clip &clip_;
     const Options &options_;
     const std::atomic<bool> &stop_;
+    std::optional<DisplayOutput> display_; /* for longer than what it shows */
     std::unique_ptr<Stream> video_;
     std::unique_ptr<Stream> audio_;
     std::thread reader_;

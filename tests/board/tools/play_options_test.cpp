@@ -175,11 +175,21 @@ const WrongUsage wrong_usages[] = {
     {"NeitherPictureNorSound", {"--no-audio", "--no-video", "clip.avi"}},
     {"SnapshotTimeWithoutSnapshot", {"--snapshot-at", "1", "clip.avi"}},
     {"NegativeSnapshotTime", {"--snapshot", "a.png", "--snapshot-at", "-1", "clip.avi"}},
+    {"UnknownOutput", {"--output", "LCD/VGA2", "clip.avi"}},
     {"ImageNameOf33Characters", {"--image", "a_name_of_thirty_three_characters", "clip.avi"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, Usage, testing::ValuesIn(wrong_usages),
                          [](const testing::TestParamInfo<WrongUsage> &info) { return info.param.name; });
+
+TEST(Usage, OfAnUnknownOutputNamesThoseThereAre)
+{
+    const Ending ending = run({ORKA_PLAY_PROGRAM, "--output", "LCD/VGA2", "clip.avi"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.err,
+              "--output: there is no display mode 'LCD/VGA2'; there are: INTERNAL/480i INTERNAL/576i "
+              "LCD/VGA LCD/QVGA\nRun with --help for more information.\n");
+}
 
 TEST(Help, TellsTheExitStatuses)
 {
