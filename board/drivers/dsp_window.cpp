@@ -23,9 +23,13 @@ void put_name(const Memory &memory, std::string_view name)
 {
     constexpr uint32_t words = wire::image_name_size / 2 + 1;
     static_assert(DspWindow::word_name + words <= DspWindow::board_words);
-    const auto letter = [&](size_t at) { return at < name.size() ? static_cast<uint8_t>(name[at]) : 0U; };
-    for (uint32_t i = 0; i < words; i++)
-        put(memory, DspWindow::word_name + i, static_cast<uint16_t>(letter(2 * i) | letter(2 * i + 1) << 8));
+    const auto letter = [&](size_t place) {
+        return place < name.size() ? static_cast<uint8_t>(name[place]) : 0U;
+    };
+    for (uint32_t i = 0; i < words; i++) {
+        const size_t at = size_t{2} * i;
+        put(memory, DspWindow::word_name + i, static_cast<uint16_t>(letter(at) | letter(at + 1) << 8));
+    }
 }
 
 } // namespace
