@@ -57,8 +57,7 @@ void show(const MediaLock &lock, bool breaks)
 void add_locks(CLI::App &app)
 {
     const auto breaks = std::make_shared<bool>(false);
-    CLI::App &locks = *app.add_subcommand(
-        "locks", "The media locks that programs share: who holds one, all others wait for");
+    CLI::App &locks = *app.add_subcommand("locks", "The media locks that programs share, free or held");
     locks.footer("A program that was killed leaves its locks held. Needs no board.");
     locks.add_flag("--break", *breaks, "Free the locks that are held, whoever holds them");
     locks.callback([breaks] {
