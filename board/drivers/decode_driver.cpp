@@ -55,7 +55,7 @@ void DecodeDriver::control(std::shared_ptr<Call> call)
     if (number == wire::IDECODE_LOAD)
         return load(*call);
     if (number == wire::IDECODE_SETUP_AUDIO || number == wire::IDECODE_SETUP_VIDEO ||
-        number == wire::IDECODE_SETUP_SUBTITLE)
+        number == wire::IDECODE_SETUP_SUBTITLE) /* which is that of stills too */
         return set_up(*call);
     if (control_node(*call))
         return;

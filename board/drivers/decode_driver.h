@@ -1,11 +1,11 @@
 /*
- * What the nodes of the audio and video decoders have in common: their decoders, found by channel and
- * stream.
+ * What the nodes of the decoders have in common: their decoders, found by channel and stream.
  */
 #ifndef ORKA_BOARD_DECODE_DRIVER_H
 #define ORKA_BOARD_DECODE_DRIVER_H
 
 #include "drivers/decoder.h"
+#include "dsp/image_decoder.h"
 
 namespace orka::board {
 
@@ -43,10 +43,12 @@ using AudioCodecs =
 using VideoCodecs =
     std::function<std::unique_ptr<VideoDecoder>(const orka_idecode_video_params_t &params, std::string &why)>;
 using TextPainters = std::function<std::shared_ptr<TextPainter>(std::string &why)>;
+using ImageCodecs = std::function<std::unique_ptr<VideoDecoder>(const ImageSetup &setup, std::string &why)>;
 
 std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine, AudioCodecs codecs);
 std::unique_ptr<Driver> make_video_decode_driver(Machine &machine, VideoCodecs codecs);
 std::unique_ptr<Driver> make_subtitle_decode_driver(Machine &machine, TextPainters painters);
+std::unique_ptr<Driver> make_image_decode_driver(Machine &machine, ImageCodecs codecs);
 
 } // namespace orka::board
 

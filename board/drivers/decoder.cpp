@@ -84,13 +84,13 @@ void Decoder::load(Call &call, std::string_view name)
 
 int Decoder::check(const Setup &setup) const
 {
-    const std::string codec = std::to_string(setup.codec);
+    const std::string codec = std::string(kind_.subject) + " " + std::to_string(setup.codec);
     const CodecImage *const loaded = find_image(image_.name());
     if (!loaded)
-        return refuse(EINVAL, "setup for codec " + codec + " without a codec image; load one first");
+        return refuse(EINVAL, "setup for " + codec + " without a codec image; load one first");
     if (!(loaded->*kind_.decodes)(setup.codec))
-        return refuse(EINVAL, "image " + image_.name() + " does not decode codec " + codec + "; " +
-                                  std::string(kind_.remedy));
+        return refuse(EINVAL, "image " + image_.name() + " does not decode " + codec + "; " +
+                                  std::string(kind_.advice));
     if (setup.bufsize == 0 || setup.bufcount == 0 || setup.maxframe == 0 || setup.maxframe > setup.bufsize)
         return refuse(EINVAL, "setup asks for an input queue of " + std::to_string(setup.bufsize) +
                                   " bytes and " + std::to_string(setup.bufcount) + " frames of at most " +
@@ -121,6 +121,7 @@ std::shared_ptr<DecoderSession> Decoder::create_session(const Setup &setup, std:
                      .output = setup.output,
                      .stream = nullptr,
                      .rank = rank_in_plane(),
+                     .timeless = kind_.timeless,
                      .readable_changed = [this] { readable_changed_(*owner_); }};
     if (setup.make_session)
         return setup.make_session(plan, why);
@@ -135,7 +136,7 @@ int Decoder::make_session(const Setup &setup, File &file)
     std::string why;
     session_ = create_session(setup, why);
     if (!session_ && !why.empty())
-        return refuse(EINVAL, "codec " + std::to_string(setup.codec) + ": " + why);
+        return refuse(EINVAL, std::string(kind_.subject) + " " + std::to_string(setup.codec) + ": " + why);
     if (!session_)
         return refuse(ENOMEM, "no memory for a queue of " + std::to_string(setup.bufsize + setup.output) +
                                   " bytes; give the board more (--memory)");
@@ -147,9 +148,9 @@ int Decoder::make_session(const Setup &setup, File &file)
 std::optional<uint32_t> Decoder::rank_in_plane() const
 {
     constexpr int32_t most_streams = 16;
-    if (!kind_.has_pictures)
+    if (!kind_.first_rank)
         return std::nullopt;
-    return static_cast<uint32_t>(channel_ * most_streams + stream_);
+    return *kind_.first_rank + static_cast<uint32_t>(channel_ * most_streams + stream_);
 }
 
 /* Wakes whoever waits, ends the DSP's thread and frees the queue. */

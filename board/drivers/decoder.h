@@ -15,16 +15,19 @@
 
 namespace orka::board {
 
-/* What differs between the decoders of sound and of pictures. */
+/* What differs between the decoders of sound, of pictures and of stills. */
 struct DecoderKind {
     std::string_view node; /* begins its lines in the log */
     uint32_t frame_kind;
     uint32_t queueid;
     bool wants_init;
     bool (CodecImage::*decodes)(uint32_t codec) const;
-    bool has_pictures = false; /* which go to the video plane */
-    /* Where the image does not decode the codec. */
-    std::string_view remedy = "load the image that the selection table names for it";
+    std::optional<uint32_t>
+        first_rank{};                   /* in the video plane, of its first decoder; none without pictures */
+    bool timeless = false;              /* see SessionPlan */
+    std::string_view subject = "codec"; /* what its setup names by number */
+    /* Where the image does not decode it. */
+    std::string_view advice = "load the image that the selection table names for it";
 };
 
 /* What a setup asks for. */

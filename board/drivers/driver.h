@@ -120,6 +120,7 @@ std::unique_ptr<Driver> make_imanage_driver(Machine &machine);
 std::unique_ptr<Driver> make_audio_decode_driver(Machine &machine);
 std::unique_ptr<Driver> make_video_decode_driver(Machine &machine);
 std::unique_ptr<Driver> make_subtitle_decode_driver(Machine &machine);
+std::unique_ptr<Driver> make_image_decode_driver(Machine &machine);
 /* For all nodes of the video encoders: /dev/iencode, the channels' two each, /dev/imgencode. */
 std::unique_ptr<Driver> make_video_encode_driver(Machine &machine);
 std::unique_ptr<Driver> make_audio_encode_driver(Machine &machine);

@@ -56,7 +56,8 @@ std::shared_ptr<Session> Session::create(Machine &machine, SessionPlan plan)
 
 Session::Session(Machine &machine, SessionPlan plan, uint32_t base, uint32_t input, uint32_t length)
     : DecoderSession(plan.first), machine_(machine), kind_(plan.kind), label_(std::move(plan.label)),
-      base_(base), length_(length), readable_changed_(std::move(plan.readable_changed)),
+      base_(base), length_(length), timeless_(plan.timeless),
+      readable_changed_(std::move(plan.readable_changed)),
       listener_(machine.presentation.listen([this] { present(); })),
       input_(machine.reactor, BufferSpace(base, input),
              {.kind = plan.kind, .count = plan.bufcount, .bytes = plan.maxframe}),
@@ -129,6 +130,8 @@ void Session::begin_stream()
 
 void Session::keep_time(State before)
 {
+    if (timeless_)
+        return;
     PresentationClock &clock = machine_.presentation;
     const Clock::time_point now = Clock::now();
     if (is_started(state_) && !is_started(before))
@@ -316,6 +319,8 @@ bool Session::is_let_through(const orka_idecode_frame_t &frame, uint32_t tsms)
 bool Session::is_due(const orka_idecode_frame_t &frame)
 {
     const uint32_t tsms = frame.kind == ORKA_FRAME_TYPE_LAST ? shown_until_ : frame.tsms;
+    if (timeless_)
+        return true;
     if (machine_.presentation.is_held())
         return is_let_through(frame, tsms);
     if (!machine_.options.real_time || is_hurried())

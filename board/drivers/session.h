@@ -34,6 +34,7 @@ struct SessionPlan {
     uint64_t output = 0; /* bytes */
     std::unique_ptr<CodecStream> stream;
     std::optional<uint32_t> rank; /* of pictures: the decoder's in the video plane */
+    bool timeless = false;        /* frames are shown when they are decoded, whatever clock and viewer say */
     std::function<void()> readable_changed;
 };
 
@@ -79,7 +80,7 @@ class Session final : public DecoderSession, public std::enable_shared_from_this
     bool is_due(const orka_idecode_frame_t &frame);
     bool is_let_through(const orka_idecode_frame_t &frame, uint32_t tsms);
     bool is_skipped(const orka_idecode_frame_t &frame) const;
-    bool is_held_back() const { return machine_.presentation.is_held() && !decoded_.empty(); }
+    bool is_held_back() const { return !timeless_ && machine_.presentation.is_held() && !decoded_.empty(); }
     void show(orka_idecode_frame_t frame);
     void finish();
     void relieve();
@@ -99,6 +100,7 @@ class Session final : public DecoderSession, public std::enable_shared_from_this
     const std::string label_;
     const uint32_t base_;
     const uint32_t length_;
+    const bool timeless_;
     const std::function<void()> readable_changed_;
     const uint32_t listener_; /* to the clock */
 

@@ -18,7 +18,7 @@ constexpr DecoderKind subtitle_kind{
     .queueid = 3,
     .wants_init = false,
     .decodes = &CodecImage::decodes_subtitles,
-    .remedy = "load subtitle_dec",
+    .advice = "load subtitle_dec",
 };
 
 /* What zeros of a setup stand for. */

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "drivers/picture_stream.h"
 #include "orka_media.h"
 
 namespace orka::board {
@@ -17,7 +18,7 @@ constexpr DecoderKind video_kind{
     .queueid = 8,
     .wants_init = true,
     .decodes = &CodecImage::decodes_video,
-    .has_pictures = true,
+    .first_rank = 0,
 };
 
 constexpr int32_t channel_count = 4;
@@ -25,52 +26,9 @@ constexpr int32_t stream_count = 2;
 constexpr uint64_t least_output = 8 << 20;
 constexpr uint64_t output_pictures = 8;
 
-class VideoStream final : public CodecStream {
-  public:
-    explicit VideoStream(std::unique_ptr<VideoDecoder> codec) : codec_(std::move(codec)) {}
-
-    bool header(std::span<const uint8_t> data) override { return codec_->header(data); }
-    void flush() override { codec_->flush(); }
-    const std::string &error() const override { return codec_->error(); }
-    bool drain(FrameSink &sink) override
-    {
-        return codec_->drain([&](std::unique_ptr<Picture> picture) { put(*picture, sink); });
-    }
-    bool decode(const Packet &packet, FrameSink &sink) override
-    {
-        return codec_->decode(packet, [&](std::unique_ptr<Picture> picture) { put(*picture, sink); });
-    }
-
-  private:
-    static void put(const Picture &picture, FrameSink &sink);
-
-    const std::unique_ptr<VideoDecoder> codec_;
-};
-
-void VideoStream::put(const Picture &picture, FrameSink &sink)
-{
-    const std::span<uint8_t> place = sink.reserve(picture.size());
-    if (place.empty())
-        return;
-    picture.write_uyvy(place);
-    sink.publish({.kind = ORKA_FRAME_TYPE_VIDEO,
-                  .flags = (picture.key() ? frame_key : 0U) | (picture.damaged() ? frame_damaged : 0U),
-                  .width = static_cast<uint32_t>(picture.width()),
-                  .height = static_cast<uint32_t>(picture.height()),
-                  .tsms = picture.tsms(),
-                  .stride = picture.stride(),
-                  .duration = picture.duration()});
-}
-
-/* Any width and height that 32 bits can say give a number; what is absurd finds no memory. */
 uint64_t output_bytes(const orka_idecode_video_params_t &params)
 {
-    const uint64_t stride = (uint64_t{params.width} * 2 + 3) / 4 * 4;
-    const uint64_t too_much = uint64_t{1} << 40;
-    const uint64_t lines = output_pictures * params.height;
-    if (lines != 0 && stride > too_much / lines)
-        return too_much;
-    return std::max(least_output, stride * lines);
+    return std::max(least_output, picture_bytes(params.width, params.height, output_pictures));
 }
 
 class VideoDecodeDriver final : public DecodeDriver {
@@ -113,7 +71,7 @@ void VideoDecodeDriver::set_up(Call &call)
                                std::unique_ptr<VideoDecoder> codec = codecs_(params, why);
                                if (!codec)
                                    return nullptr;
-                               return std::make_unique<VideoStream>(std::move(codec));
+                               return std::make_unique<PictureStream>(std::move(codec));
                            }});
 }
 

@@ -158,8 +158,16 @@ bool Worker::decode(const Job &job)
         *this);
 }
 
-/* One line when damage begins, and one when it is over. */
 void Worker::judge(bool good, const std::string &why)
+{
+    if (!stream_->stands_alone())
+        return judge_packet(good, why);
+    if (!good)
+        say("damaged or refused: " + why);
+}
+
+/* One line when damage begins, and one when it is over. */
+void Worker::judge_packet(bool good, const std::string &why)
 {
     if (!good && damaged_packets_++ == 0)
         say("damaged packet: " + why);
@@ -220,7 +228,7 @@ void Worker::publish(orka_idecode_frame_t frame)
     frame.addr = address;
     frame.size = output_.length_of(address);
     frame.capacity = frame.size;
-    if (std::exchange(damaged_, false))
+    if (!stream_->stands_alone() && std::exchange(damaged_, false))
         frame.flags |= frame_damaged;
     progress_.frames.push_back(frame);
     tell();

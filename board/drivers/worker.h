@@ -48,6 +48,8 @@ class CodecStream {
     virtual bool drain(FrameSink &sink) = 0;
     virtual void flush() = 0;
     virtual const std::string &error() const = 0;
+    /* What a packet gives needs none before it: damage says nothing of the frames that follow. */
+    virtual bool stands_alone() const { return false; }
 };
 
 /* A committed frame. */
@@ -97,6 +99,7 @@ class Worker final : private FrameSink {
     void abandon_frame();
     void end_stream();
     void judge(bool good, const std::string &why);
+    void judge_packet(bool good, const std::string &why);
     void say(std::string line);
     void tell();
     bool outdated() const { return quit_ || generation_ != job_generation_; }

@@ -39,41 +39,73 @@ constexpr uint32_t audio_g722[] = {27, 28, 29};
 constexpr uint32_t audio_g7221[] = {30, 31};
 
 constexpr uint32_t subtitle_text[] = {0}; /* a setup names no codec */
+constexpr uint32_t all_stills[] = {1, 2, 3, 4, 5};
+constexpr uint32_t all_stills_or_untold[] = {0, 1, 2, 3, 4, 5};
+constexpr uint32_t still_jpeg[] = {3};
 
-/* Sorted by name; what an image decodes, then what it encodes. Those that cancel echo work the sound
-   chip behind the serial ports themselves. */
+/* Sorted by name. Those that cancel echo work the sound chip behind the serial ports themselves. */
 constexpr auto images = std::to_array<CodecImage>({
-    {"divx311_pcm_dec", video_divx3, audio_pcm},
-    {"h264_aac_dec", video_h264, audio_aac},
-    {"h264_pcm_dec", video_h264, audio_pcm},
-    {"h264_pcm_enc", {}, {}, video_h264, audio_pcm},
-    {"jpeg_enc", {}, {}, video_jpeg, {}},
-    {"mpeg2_pcm_dec", video_mpeg12, audio_pcm},
-    {"mpeg2_pcm_enc", {}, {}, video_mpeg2, audio_pcm},
-    {"mpeg4_aac_dec", video_mpeg4_h263, audio_aac},
-    {"mpeg4_aac_enc", {}, {}, video_mpeg4_h263, audio_aac},
-    {"mpeg4_g711_aec_codec", {}, {}, video_mpeg4_h263, audio_g711, true},
-    {"mpeg4_g7221_aec_codec", video_mpeg4_h263, audio_g7221, video_mpeg4_h263, audio_g7221, true},
-    {"mpeg4_g722_aec_codec", video_mpeg4_h263, audio_g722, video_mpeg4_h263, audio_g722, true},
-    {"mpeg4_g723_aec_codec", video_mpeg4_h263, audio_g723, video_mpeg4_h263, audio_g723, true},
-    {"mpeg4_g726_aec_codec", video_mpeg4_h263, audio_g726, video_mpeg4_h263, audio_g726, true},
-    {"mpeg4_g729_aec_codec", video_mpeg4_h263, audio_g729, video_mpeg4_h263, audio_g729, true},
-    {"mpeg4_pcm_dec", video_mpeg4_h263, audio_pcm},
-    {"mpeg4_pcm_enc", {}, {}, video_mpeg4_h263, audio_pcm_wma},
-    {"mpeg4sp_g7xx_dec", video_mpeg4_h263, audio_g711_g726},
-    {"mpeg4sp_g7xx_enc", {}, {}, video_mpeg4_h263, audio_g726},
-    {"mpeg4sp_mp3_dec", video_mpeg4_h263, audio_mpeg_layers},
-    {"mpeg4sp_mp3_enc", {}, {}, video_mpeg4_h263, audio_mp3},
-    {"ogg_dec", {}, audio_vorbis},
-    {"rgb888_pcm_dec", video_rgb888, audio_pcm},
-    {"subtitle_dec", {}, {}, {}, {}, false, subtitle_text},
-    {"wmv7_pcm_dec", video_wmv7, audio_pcm},
-    {"wmv7_wma_dec", video_wmv7, audio_wma},
-    {"wmv8_pcm_dec", video_wmv8, audio_pcm},
-    {"wmv8_wma_dec", video_wmv8, audio_wma},
-    {"wmv9_pcm_dec", video_wmv9, audio_pcm},
-    {"wmv9_wma_dec", video_mpeg4_wmv9, audio_wma},
-    {"yuv422_pcm_dec", video_yuv422, audio_pcm},
+    {.name = "divx311_pcm_dec", .video = video_divx3, .audio = audio_pcm},
+    {.name = "h264_aac_dec", .video = video_h264, .audio = audio_aac},
+    {.name = "h264_pcm_dec", .video = video_h264, .audio = audio_pcm},
+    {.name = "h264_pcm_enc", .coded_video = video_h264, .coded_audio = audio_pcm},
+    {.name = "image_dec", .stills = all_stills_or_untold},
+    {.name = "image_enc", .coded_stills = all_stills},
+    {.name = "jpeg_enc", .coded_video = video_jpeg, .coded_stills = still_jpeg},
+    {.name = "mpeg2_pcm_dec", .video = video_mpeg12, .audio = audio_pcm},
+    {.name = "mpeg2_pcm_enc", .coded_video = video_mpeg2, .coded_audio = audio_pcm},
+    {.name = "mpeg4_aac_dec", .video = video_mpeg4_h263, .audio = audio_aac},
+    {.name = "mpeg4_aac_enc", .coded_video = video_mpeg4_h263, .coded_audio = audio_aac},
+    {.name = "mpeg4_g711_aec_codec",
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g711,
+     .serial_ports = true},
+    {.name = "mpeg4_g7221_aec_codec",
+     .video = video_mpeg4_h263,
+     .audio = audio_g7221,
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g7221,
+     .serial_ports = true},
+    {.name = "mpeg4_g722_aec_codec",
+     .video = video_mpeg4_h263,
+     .audio = audio_g722,
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g722,
+     .serial_ports = true},
+    {.name = "mpeg4_g723_aec_codec",
+     .video = video_mpeg4_h263,
+     .audio = audio_g723,
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g723,
+     .serial_ports = true},
+    {.name = "mpeg4_g726_aec_codec",
+     .video = video_mpeg4_h263,
+     .audio = audio_g726,
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g726,
+     .serial_ports = true},
+    {.name = "mpeg4_g729_aec_codec",
+     .video = video_mpeg4_h263,
+     .audio = audio_g729,
+     .coded_video = video_mpeg4_h263,
+     .coded_audio = audio_g729,
+     .serial_ports = true},
+    {.name = "mpeg4_pcm_dec", .video = video_mpeg4_h263, .audio = audio_pcm},
+    {.name = "mpeg4_pcm_enc", .coded_video = video_mpeg4_h263, .coded_audio = audio_pcm_wma},
+    {.name = "mpeg4sp_g7xx_dec", .video = video_mpeg4_h263, .audio = audio_g711_g726},
+    {.name = "mpeg4sp_g7xx_enc", .coded_video = video_mpeg4_h263, .coded_audio = audio_g726},
+    {.name = "mpeg4sp_mp3_dec", .video = video_mpeg4_h263, .audio = audio_mpeg_layers},
+    {.name = "mpeg4sp_mp3_enc", .coded_video = video_mpeg4_h263, .coded_audio = audio_mp3},
+    {.name = "ogg_dec", .audio = audio_vorbis},
+    {.name = "rgb888_pcm_dec", .video = video_rgb888, .audio = audio_pcm},
+    {.name = "subtitle_dec", .subtitles = subtitle_text},
+    {.name = "wmv7_pcm_dec", .video = video_wmv7, .audio = audio_pcm},
+    {.name = "wmv7_wma_dec", .video = video_wmv7, .audio = audio_wma},
+    {.name = "wmv8_pcm_dec", .video = video_wmv8, .audio = audio_pcm},
+    {.name = "wmv8_wma_dec", .video = video_wmv8, .audio = audio_wma},
+    {.name = "wmv9_pcm_dec", .video = video_wmv9, .audio = audio_pcm},
+    {.name = "wmv9_wma_dec", .video = video_mpeg4_wmv9, .audio = audio_wma},
+    {.name = "yuv422_pcm_dec", .video = video_yuv422, .audio = audio_pcm},
 });
 
 constexpr bool sorted_without_twins()
@@ -122,6 +154,16 @@ bool CodecImage::encodes_video(uint32_t codec) const
 bool CodecImage::encodes_audio(uint32_t codec) const
 {
     return contains(coded_audio, codec);
+}
+
+bool CodecImage::decodes_still(uint32_t type) const
+{
+    return contains(stills, type);
+}
+
+bool CodecImage::encodes_still(uint32_t type) const
+{
+    return contains(coded_stills, type);
 }
 
 const CodecImage *find_image(std::string_view name)

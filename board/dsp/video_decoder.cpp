@@ -4,10 +4,9 @@
 #include <array>
 #include <cmath>
 #include <iterator>
-#include <stdexcept>
 
+#include "dsp/decoded_picture.h"
 #include "dsp/stream.h"
-#include "dsp/uyvy.h"
 
 namespace orka::board {
 
@@ -99,35 +98,6 @@ std::string objection(const VideoCodec &codec, const orka_idecode_video_params_t
         return subject + "the size of its pictures must be set up, and " + size + " is none";
     return {};
 }
-
-/* ---- Pictures ---- */
-
-class DecodedPicture : public Picture {
-  public:
-    DecodedPicture(av::Frame frame, uint32_t tsms, std::shared_ptr<UyvyConverter> converter)
-        : frame_(std::move(frame)), tsms_(tsms), converter_(std::move(converter))
-    {
-    }
-
-    int width() const override { return frame_->width; }
-    int height() const override { return frame_->height; }
-    uint32_t tsms() const override { return tsms_; }
-    uint32_t duration() const override { return static_cast<uint32_t>(frame_->pkt_duration); }
-    bool key() const override { return frame_->key_frame != 0; }
-    bool damaged() const override { return is_damaged(*frame_); }
-
-    void write_uyvy(std::span<uint8_t> out) const override
-    {
-        if (out.size() < size())
-            throw std::length_error("no room for a picture");
-        converter_->write(*frame_, out);
-    }
-
-  private:
-    av::Frame frame_;
-    uint32_t tsms_;
-    std::shared_ptr<UyvyConverter> converter_;
-};
 
 /* ---- The decoder ---- */
 

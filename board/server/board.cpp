@@ -59,6 +59,7 @@ Board::Board(const BoardOptions &options, int listener)
     server_.attach(wire::node::adecode, make_audio_decode_driver(machine_));
     server_.attach(wire::node::vdecode, make_video_decode_driver(machine_));
     server_.attach(wire::node::subtldecode, make_subtitle_decode_driver(machine_));
+    server_.attach(wire::node::imgdecode, make_image_decode_driver(machine_));
     const std::shared_ptr<Driver> video_encoders = make_video_encode_driver(machine_);
     for (const wire::node node : video_encode_nodes)
         server_.attach(node, video_encoders);

@@ -142,14 +142,13 @@ std::string hash_of(std::span<const uint8_t> picture)
     return text;
 }
 
-Hashes ffmpeg_hashes(const std::string &path, const std::string &input)
+Hashes ffmpeg_hashes(const std::string &path, const std::string &input, const std::string &scaling)
 {
     /* One thread each: with more, what damaged places are patched with depends on how the threads run, and
        the lines that threads of the scaler begin at on how many processors there are. */
-    std::istringstream lines(
-        output_of("ffmpeg -v quiet -filter_threads 1 -threads 1 " + input + " -i " + path +
-                  " -map 0:v:0 -fps_mode passthrough -vf scale=flags=neighbor,format=uyvy422"
-                  " -f framemd5 -"));
+    std::istringstream lines(output_of("ffmpeg -v quiet -filter_threads 1 -threads 1 " + input + " -i " +
+                                       path + " -map 0:v:0 -fps_mode passthrough -vf scale=flags=neighbor" +
+                                       scaling + ",format=uyvy422 -f framemd5 -"));
     Hashes hashes;
     std::string line;
     while (std::getline(lines, line)) {

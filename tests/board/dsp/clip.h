@@ -44,7 +44,8 @@ Clip make_clip(const std::string &arguments, const std::string &suffix);
 /* What a picture is told by: bytes and MD5 of its UYVY form, as "49416 23d1...". */
 using Hashes = std::vector<std::string>;
 std::string hash_of(std::span<const uint8_t> picture);
-Hashes ffmpeg_hashes(const std::string &path, const std::string &input = {});
+/* scaling: more options of the conversion. */
+Hashes ffmpeg_hashes(const std::string &path, const std::string &input = {}, const std::string &scaling = {});
 std::vector<int16_t> ffmpeg_samples(const std::string &path, const std::string &input = {});
 
 /* A moving picture of that size. */

@@ -159,6 +159,25 @@ TEST(Images, TheImageForStillsEncodesJpegAlone)
     EXPECT_EQ(taken(&CodecImage::decodes_video, *image), Numbers{});
 }
 
+TEST(Images, TheImagesForStillsDecodeAndEncodeAllTypesAndNothingElse)
+{
+    const CodecImage *const decoder = find_image("image_dec");
+    const CodecImage *const encoder = find_image("image_enc");
+    ASSERT_NE(decoder, nullptr);
+    ASSERT_NE(encoder, nullptr);
+    EXPECT_EQ(taken(&CodecImage::decodes_still, *decoder), (Numbers{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(taken(&CodecImage::encodes_still, *encoder), (Numbers{1, 2, 3, 4, 5}));
+    EXPECT_EQ(taken(&CodecImage::encodes_still, *find_image("jpeg_enc")), Numbers{3});
+    for (const CodecImage *image : {decoder, encoder}) {
+        EXPECT_EQ(taken(&CodecImage::decodes_video, *image), Numbers{});
+        EXPECT_EQ(taken(&CodecImage::decodes_audio, *image), Numbers{});
+        EXPECT_EQ(taken(&CodecImage::encodes_video, *image), Numbers{});
+        EXPECT_EQ(taken(&CodecImage::encodes_audio, *image), Numbers{});
+    }
+    EXPECT_EQ(taken(&CodecImage::encodes_still, *decoder), Numbers{});
+    EXPECT_EQ(taken(&CodecImage::decodes_still, *encoder), Numbers{});
+}
+
 TEST(Images, ADecodersImageEncodesNothing)
 {
     for (const char *name : {"mpeg4_pcm_dec", "mpeg4sp_g7xx_dec", "h264_aac_dec", "ogg_dec"}) {
