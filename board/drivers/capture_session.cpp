@@ -20,13 +20,6 @@ void show(CaptureJob &job, CaptureJob::Show what, const PictureSize &size)
     job.shown_height = size.height;
 }
 
-/* The first picture that begins at that time or later. */
-uint64_t first_from(const Standard &standard, uint64_t time_us)
-{
-    const uint64_t number = picture_number(standard, time_us);
-    return picture_time_us(standard, number) < time_us ? number + 1 : number;
-}
-
 } // namespace
 
 std::shared_ptr<CaptureSession> CaptureSession::create(Machine &machine, CaptureMode mode,
@@ -78,7 +71,7 @@ void CaptureSession::begin()
 {
     place_ = machine_.capture.join();
     machine_.capture.stall(*place_, true); /* a program that gets no frames is no measure for others */
-    number_ = first_from(mode_.standard, machine_.capture.position(*place_));
+    number_ = first_picture_from(mode_.standard, machine_.capture.position(*place_));
     if (machine_.capture.real_time())
         schedule();
     else

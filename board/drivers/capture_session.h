@@ -29,6 +29,13 @@ struct CaptureMode {
     uint32_t frame_size() const { return standard.width * height() * 2; }
 };
 
+/* The first picture that begins at that time or later. */
+constexpr uint64_t first_picture_from(const Standard &standard, uint64_t time_us)
+{
+    const uint64_t number = picture_number(standard, time_us);
+    return picture_time_us(standard, number) < time_us ? number + 1 : number;
+}
+
 enum class PassThrough : uint32_t { none = 0, encoded = 1, captured = 2 };
 
 class CaptureSession : public std::enable_shared_from_this<CaptureSession> {

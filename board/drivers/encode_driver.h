@@ -4,6 +4,7 @@
 
 #include "drivers/driver.h"
 #include "dsp/encoder.h"
+#include "dsp/image_encoder.h"
 
 namespace orka::board {
 
@@ -11,8 +12,11 @@ using VideoEncoders =
     std::function<std::unique_ptr<VideoEncoder>(const orka_iencode_video_params_t &params, std::string &why)>;
 using AudioEncoders =
     std::function<std::unique_ptr<AudioEncoder>(const orka_iencode_audio_params_t &params, std::string &why)>;
+using ImageEncoders =
+    std::function<std::unique_ptr<ImageEncoder>(const ImageCoding &coding, std::string &why)>;
 
-std::unique_ptr<Driver> make_video_encode_driver(Machine &machine, VideoEncoders codecs);
+std::unique_ptr<Driver> make_video_encode_driver(Machine &machine, VideoEncoders codecs,
+                                                 ImageEncoders image_codecs = ImageEncoder::create);
 std::unique_ptr<Driver> make_audio_encode_driver(Machine &machine, AudioEncoders codecs);
 
 } // namespace orka::board

@@ -1,6 +1,7 @@
 /*
  * The encoders of pictures, four channels. /dev/iencode loads and sets up, each channel's own node goes on
- * from there, another gives its motion vectors, and /dev/imgencode loads what serves a channel of stills.
+ * from there, and another gives its motion vectors. /dev/imgencode is the encoder of stills, and loads what
+ * serves a channel of JPEG.
  */
 #include "drivers/encode_driver.h"
 
@@ -11,6 +12,7 @@
 #include <set>
 
 #include "drivers/encoder.h"
+#include "drivers/still_encoder.h"
 #include "orka_media.h"
 
 namespace orka::board {
@@ -132,6 +134,11 @@ bool gives_pictures(const File &file)
     return wire::first_channel(file.node()) == wire::node::vencode0;
 }
 
+bool gives_stills(const File &file)
+{
+    return file.node() == wire::node::imgencode;
+}
+
 bool gives_vectors(const File &file)
 {
     return wire::first_channel(file.node()) == wire::node::vmvencode0;
@@ -156,7 +163,7 @@ void give_queue(Call &call, const FrameQueue *queue)
 
 class VideoEncodeDriver final : public Driver {
   public:
-    VideoEncodeDriver(Machine &machine, VideoEncoders codecs);
+    VideoEncodeDriver(Machine &machine, VideoEncoders codecs, ImageEncoders image_codecs);
 
     void opened(File &file) override;
     void closed(File &file) override;
@@ -186,12 +193,14 @@ class VideoEncodeDriver final : public Driver {
     Machine &machine_;
     const VideoEncoders codecs_;
     ImageSlot stills_;
+    StillEncoder still_encoder_;
     std::array<Channel, channel_count> channels_;
     std::set<File *> files_; /* of the channels' nodes, open */
 };
 
-VideoEncodeDriver::VideoEncodeDriver(Machine &machine, VideoEncoders codecs)
-    : machine_(machine), codecs_(std::move(codecs)), stills_(machine, "encoder")
+VideoEncodeDriver::VideoEncodeDriver(Machine &machine, VideoEncoders codecs, ImageEncoders image_codecs)
+    : machine_(machine), codecs_(std::move(codecs)), stills_(machine, "encoder"),
+      still_encoder_(machine, stills_, std::move(image_codecs))
 {
     for (uint32_t i = 0; i < channel_count; i++)
         channels_[i].encoder = std::make_unique<Encoder>(machine, video_kind, i, [this, i] { changed(i); });
@@ -201,6 +210,8 @@ VideoEncodeDriver::VideoEncodeDriver(Machine &machine, VideoEncoders codecs)
 
 void VideoEncodeDriver::opened(File &file)
 {
+    if (gives_stills(file))
+        return still_encoder_.opened(file);
     if (!gives_pictures(file) && !gives_vectors(file))
         return;
     files_.insert(&file);
@@ -212,6 +223,7 @@ void VideoEncodeDriver::closed(File &file)
     files_.erase(&file);
     for (const Channel &channel : channels_)
         channel.encoder->closed(file);
+    still_encoder_.closed(file);
     stills_.closed(file, stills_in_use());
 }
 
@@ -259,9 +271,9 @@ void VideoEncodeDriver::load(Call &call)
 
 bool VideoEncodeDriver::stills_in_use() const
 {
-    return std::ranges::any_of(channels_, [](const Channel &channel) {
-        return channel.encoder->session() && channel.encoder->codec() == jpeg;
-    });
+    return still_encoder_.is_set_up() || std::ranges::any_of(channels_, [](const Channel &channel) {
+               return channel.encoder->session() && channel.encoder->codec() == jpeg;
+           });
 }
 
 void VideoEncodeDriver::load_for_stills(Call &call)
@@ -329,7 +341,7 @@ void VideoEncodeDriver::control(std::shared_ptr<Call> call)
     case wire::IENCODE_SETUP_VIDEO:
         return set_up(*call);
     default:
-        return control_channel(*call);
+        return gives_stills(call->file()) ? still_encoder_.control(std::move(call)) : control_channel(*call);
     }
 }
 
@@ -388,13 +400,15 @@ void VideoEncodeDriver::report(nlohmann::json &status) const
 {
     for (const Channel &channel : channels_)
         channel.encoder->report(status);
+    still_encoder_.report(status);
 }
 
 } // namespace
 
-std::unique_ptr<Driver> make_video_encode_driver(Machine &machine, VideoEncoders codecs)
+std::unique_ptr<Driver> make_video_encode_driver(Machine &machine, VideoEncoders codecs,
+                                                 ImageEncoders image_codecs)
 {
-    return std::make_unique<VideoEncodeDriver>(machine, std::move(codecs));
+    return std::make_unique<VideoEncodeDriver>(machine, std::move(codecs), std::move(image_codecs));
 }
 
 std::unique_ptr<Driver> make_video_encode_driver(Machine &machine)

@@ -6,6 +6,7 @@
 #include <deque>
 #include <utility>
 
+#include "dsp/capture_scaler.h"
 #include "dsp/coding.h"
 #include "dsp/motion_vectors.h"
 
@@ -202,47 +203,6 @@ std::string objection(const VideoCodec &codec, const Params &params)
     return why.empty() ? why : subject_of(codec) + why;
 }
 
-/* ---- From UYVY of any size to what the codec takes ---- */
-
-class Scaling {
-  public:
-    Scaling(AVPixelFormat format, uint32_t width, uint32_t height) : picture_(av::need(av_frame_alloc()))
-    {
-        picture_->format = format;
-        picture_->width = static_cast<int>(width);
-        picture_->height = static_cast<int>(height);
-    }
-
-    /* The last column of an odd number is half a pair of pixels, and left out. */
-    AVFrame *scale(const CapturedPicture &captured)
-    {
-        const int width = static_cast<int>(captured.width) / 2 * 2;
-        const int height = static_cast<int>(captured.height);
-        scaler_.reset(av::need(
-            sws_getCachedContext(scaler_.release(), width, height, AV_PIX_FMT_UYVY422, picture_->width,
-                                 picture_->height, static_cast<AVPixelFormat>(picture_->format),
-                                 SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr)));
-        make_room();
-        const uint8_t *const planes[4] = {captured.uyvy.data()};
-        const int strides[4] = {static_cast<int>(captured.width) * 2};
-        sws_scale(scaler_.get(), planes, strides, 0, height, picture_->data, picture_->linesize);
-        return picture_.get();
-    }
-
-  private:
-    /* The encoder may keep the picture before: then this one gets a place of its own. */
-    void make_room()
-    {
-        const int result = picture_->buf[0] == nullptr ? av_frame_get_buffer(picture_.get(), 0)
-                                                       : av_frame_make_writable(picture_.get());
-        if (result < 0)
-            throw std::bad_alloc();
-    }
-
-    av::Frame picture_;
-    av::Scaler scaler_;
-};
-
 /* ---- Time in the stream ---- */
 
 /* Counted from the first picture's time, never twice the same. */
@@ -305,7 +265,7 @@ class AvVideoEncoder : public VideoEncoder {
     const VideoCodec &codec_;
     const Params params_;
     Coding coding_;
-    Scaling scaling_;
+    CaptureScaler scaling_;
     Ticks ticks_;
     std::deque<uint32_t> times_; /* of the pictures whose packets are to come */
     bool wants_vectors_ = false;
@@ -329,10 +289,8 @@ void AvVideoEncoder::configure(AVCodecContext &context) const
 
 bool AvVideoEncoder::encode(const CapturedPicture &picture, const CodedSink &sink)
 {
-    if (picture.width < 2 || picture.height == 0 || picture.uyvy.size() / 2 / picture.width < picture.height)
-        return coding_.fail("a picture of " + std::to_string(picture.width) + "x" +
-                            std::to_string(picture.height) + " in " + std::to_string(picture.uyvy.size()) +
-                            " bytes cannot be");
+    if (std::string fault = fault_of(picture); !fault.empty())
+        return coding_.fail(std::move(fault));
     if (coding_.context() == nullptr && !open())
         return false;
     AVFrame *const frame = scaling_.scale(picture);
