@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <string>
+#include <string_view>
 
 #include "common/ffmpeg.h"
 
@@ -28,6 +29,7 @@ class Clip {
     const AVStream *video() const { return video_; }
     const AVStream *audio() const { return audio_; }
     const std::string &path() const { return path_; }
+    std::string_view format() const { return context_->iformat->name; } /* libavformat's name */
     double seconds() const { return seconds_; } /* as far as the container tells, otherwise 0 */
     AVRational frame_rate() const;
 

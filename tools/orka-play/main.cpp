@@ -5,17 +5,19 @@
 #include "clip.h"
 #include "common/failure.h"
 #include "common/process.h"
+#include "name_hint.h"
 #include "options.h"
 #include "player.h"
+#include "still.h"
 
 namespace orka::play {
 
 namespace {
 
-exit_status play_clip(const Options &options, const std::atomic<bool> &stop)
+template <typename Played>
+exit_status play_with(Clip &clip, const Options &options, const std::atomic<bool> &stop)
 {
-    Clip clip(options.file, stop);
-    Player player(clip, options, stop);
+    Played player(clip, options, stop);
     exit_status status = status_done;
     try {
         player.play();
@@ -25,6 +27,16 @@ exit_status play_clip(const Options &options, const std::atomic<bool> &stop)
     }
     player.print_summary();
     return stop ? status_interrupted : status;
+}
+
+exit_status play_clip(const Options &options, const std::atomic<bool> &stop)
+{
+    const NameHint hint(options.file);
+    Clip clip(options.file, stop);
+    if (const std::string objection = hint.objection(clip); !objection.empty())
+        fprintf(stderr, "orka-play: warning: %s: %s\n", options.file.c_str(), objection.c_str());
+    return still_type(clip) != ORKA_IMAGE_TYPE_NONE ? play_with<StillPlayer>(clip, options, stop)
+                                                    : play_with<Player>(clip, options, stop);
 }
 
 } // namespace

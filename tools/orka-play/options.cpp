@@ -40,7 +40,10 @@ void declare(CLI::App &app, Options &options)
 {
     app.footer(exit_statuses);
     app.set_version_flag("--version", ORKA_VERSION);
-    app.add_option("FILE", options.file, "The clip, in any container that libavformat reads")->required();
+    app.add_option("FILE", options.file,
+                   "The clip, in any container that libavformat reads, or a still: "
+                   "BMP, GIF (the first picture), JPEG, PNG, TIFF")
+        ->required();
     auto *no_audio = app.add_flag("--no-audio", options.no_audio, "Leave the sound out");
     app.add_flag("--no-video", options.no_video, "Leave the picture out")->excludes(no_audio);
     app.add_option("--image", options.image, "Load this codec image, whatever the clip's codecs select")
@@ -62,6 +65,11 @@ void declare(CLI::App &app, Options &options)
         ->option_text("SECONDS")
         ->check(CLI::NonNegativeNumber)
         ->needs(snapshot);
+    app.add_option("--seconds", options.seconds,
+                   "How long a still is shown; by default 5 on the real clock, and on the fast one no longer "
+                   "than it takes")
+        ->option_text("N")
+        ->check(CLI::NonNegativeNumber);
 }
 
 } // namespace

@@ -18,6 +18,7 @@ struct Options {
     std::string pcm;
     std::string snapshot;
     std::optional<double> snapshot_at; /* seconds; none: the last picture */
+    std::optional<double> seconds;     /* how long a still is shown; none: by the clock */
 };
 
 /* Nothing when there is nothing to play: status is then the exit status. */

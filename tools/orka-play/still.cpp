@@ -1,0 +1,173 @@
+#include "still.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <string_view>
+#include <thread>
+
+#include "common/failure.h"
+#include "common/process.h"
+#include "common/progress_line.h"
+#include "common/text.h"
+#include "decoder.h"
+
+namespace orka::play {
+
+namespace {
+
+constexpr char still_image[] = "image_dec";
+constexpr double usual_seconds = 5; /* on the real clock */
+constexpr int32_t patience_ms = 100;
+
+struct still_row {
+    AVCodecID codec;
+    orka_image_type_t type;
+};
+
+constexpr still_row still_rows[] = {
+    {AV_CODEC_ID_BMP, ORKA_IMAGE_TYPE_BMP},    {AV_CODEC_ID_GIF, ORKA_IMAGE_TYPE_GIF},
+    {AV_CODEC_ID_MJPEG, ORKA_IMAGE_TYPE_JPEG}, {AV_CODEC_ID_PNG, ORKA_IMAGE_TYPE_PNG},
+    {AV_CODEC_ID_APNG, ORKA_IMAGE_TYPE_PNG},   {AV_CODEC_ID_TIFF, ORKA_IMAGE_TYPE_TIFF},
+};
+
+/* libavformat's formats of single pictures; some codecs stand in films, too. */
+bool is_picture_format(std::string_view format)
+{
+    return format == "image2" || format == "gif" || format == "apng" || format.ends_with("_pipe");
+}
+
+struct Closer {
+    void operator()(AVIOContext *context) const { avio_close(context); }
+};
+
+std::vector<uint8_t> read_whole(const std::string &path)
+{
+    constexpr int piece = 1 << 16;
+    AVIOContext *context = nullptr;
+    int result = avio_open(&context, path.c_str(), AVIO_FLAG_READ);
+    const std::unique_ptr<AVIOContext, Closer> file(context);
+    std::vector<uint8_t> data;
+    while (result >= 0) {
+        const size_t before = data.size();
+        data.resize(before + piece);
+        result = avio_read(context, data.data() + before, piece);
+        data.resize(before + static_cast<size_t>(std::max(result, 0)));
+    }
+    if (result != AVERROR_EOF)
+        throw Failure(path + ": " + av_error(result));
+    return data;
+}
+
+} // namespace
+
+orka_image_type_t still_type(const Clip &clip)
+{
+    const AVStream *const video = clip.video();
+    if (!video || !is_picture_format(clip.format()))
+        return ORKA_IMAGE_TYPE_NONE;
+    const auto *const found = std::ranges::find(still_rows, video->codecpar->codec_id, &still_row::codec);
+    return found == std::end(still_rows) ? ORKA_IMAGE_TYPE_NONE : found->type;
+}
+
+StillPlayer::StillPlayer(const Clip &clip, const Options &options, const std::atomic<bool> &stop)
+    : path_(clip.path()), type_(still_type(clip)), options_(options), stop_(stop),
+      seconds_(options.seconds.value_or(options.real_time ? usual_seconds : 0)), rate_(clip.frame_rate())
+{
+    if (options.no_video)
+        throw Failure(path_ + ": there is nothing to play in it but picture");
+    if (!options.pcm.empty())
+        throw Failure("--pcm needs sound, and none is played");
+    file_ = read_whole(path_);
+    check_board("/dev/idecode");
+    const AVCodecParameters &picture = *clip.video()->codecpar;
+    decoder_.emplace(options.image.empty() ? still_image : options.image,
+                     wire::image_setup_record{.type = static_cast<uint32_t>(type_),
+                                              .width = static_cast<uint32_t>(picture.width),
+                                              .height = static_cast<uint32_t>(picture.height),
+                                              .input_bytes = static_cast<uint32_t>(file_.size())});
+    open_outputs();
+}
+
+void StillPlayer::open_outputs()
+{
+    if (!options_.framemd5.empty())
+        hashes_.emplace(options_.framemd5, rate_);
+    if (!options_.snapshot.empty())
+        snapshot_.emplace(options_.snapshot, options_.snapshot_at);
+}
+
+void StillPlayer::close_outputs()
+{
+    if (hashes_)
+        hashes_->close();
+    if (snapshot_ && shown_.kind != ORKA_FRAME_TYPE_NONE)
+        snapshot_->save();
+}
+
+void StillPlayer::play()
+{
+    decoder_->start();
+    decoder_->put(file_);
+    decoder_->put({});
+    take();
+    close_outputs();
+    if (shown_.kind != ORKA_FRAME_TYPE_NONE)
+        keep_shown();
+    decoder_.reset();
+    if (!stop_)
+        report_faults();
+}
+
+void StillPlayer::take()
+{
+    for (bool last = false; !last && !stop_;) {
+        orka_idecode_frame_t frame;
+        if (!decoder_->get_frame(frame, patience_ms))
+            continue;
+        last = frame.kind == ORKA_FRAME_TYPE_LAST;
+        if (!last)
+            deliver(frame);
+        decoder_->release(frame);
+    }
+}
+
+void StillPlayer::deliver(const orka_idecode_frame_t &frame)
+{
+    shown_ = frame;
+    if (hashes_)
+        hashes_->add(frame);
+    if (snapshot_)
+        snapshot_->offer(frame);
+}
+
+/* Signals tell nobody, so they are looked for. */
+void StillPlayer::keep_shown()
+{
+    using Clock = std::chrono::steady_clock;
+    ProgressLine line;
+    const Clock::time_point begin = Clock::now();
+    for (double left = seconds_; left > 0 && !stop_; left = seconds_ - shown_seconds_) {
+        line.show(format("%s %ux%u  %.1f s of %.1f s", orka_media_image_string(type_), shown_.width,
+                         shown_.height, shown_seconds_, seconds_));
+        std::this_thread::sleep_for(std::chrono::duration<double>(std::min(left, patience_ms / 1000.0)));
+        shown_seconds_ = std::chrono::duration<double>(Clock::now() - begin).count();
+    }
+}
+
+void StillPlayer::report_faults() const
+{
+    if (shown_.kind == ORKA_FRAME_TYPE_NONE)
+        throw Failure(path_ + ": no picture could be decoded");
+    if (shown_.flags & frame_damaged)
+        throw Failure(path_ + ": the picture is damaged: the file's data is corrupt");
+}
+
+void StillPlayer::print_summary() const
+{
+    if (shown_.kind != ORKA_FRAME_TYPE_NONE)
+        printf("picture: %s %ux%u, shown for %.1f seconds\n", orka_media_image_string(type_), shown_.width,
+               shown_.height, shown_seconds_);
+}
+
+} // namespace orka::play
