@@ -33,7 +33,6 @@ struct video_row {
 constexpr video_row video_rows[] = {
     {ORKA_VIDEO_TYPE_MPEG4, AV_CODEC_ID_MPEG4}, {ORKA_VIDEO_TYPE_H263, AV_CODEC_ID_H263},
     {ORKA_VIDEO_TYPE_H264, AV_CODEC_ID_H264},   {ORKA_VIDEO_TYPE_MPEG2, AV_CODEC_ID_MPEG2VIDEO},
-    {ORKA_VIDEO_TYPE_JPEG, AV_CODEC_ID_MJPEG},
 };
 
 template <typename Row, size_t Count, typename Type>

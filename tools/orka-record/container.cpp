@@ -16,7 +16,6 @@ constexpr orka_video_type_t mpeg4_video[] = {ORKA_VIDEO_TYPE_MPEG4};
 constexpr orka_video_type_t h263_video[] = {ORKA_VIDEO_TYPE_H263};
 constexpr orka_video_type_t h264_video[] = {ORKA_VIDEO_TYPE_H264};
 constexpr orka_video_type_t mpeg2_video[] = {ORKA_VIDEO_TYPE_MPEG2};
-constexpr orka_video_type_t jpeg_video[] = {ORKA_VIDEO_TYPE_JPEG};
 
 constexpr orka_audio_type_t all_audios[] = {ORKA_AUDIO_TYPE_AAC,  ORKA_AUDIO_TYPE_MP3,  ORKA_AUDIO_TYPE_PCM,
                                             ORKA_AUDIO_TYPE_G711, ORKA_AUDIO_TYPE_G722, ORKA_AUDIO_TYPE_G723,
@@ -33,19 +32,26 @@ constexpr orka_video_type_t no_video = ORKA_VIDEO_TYPE_NONE;
 constexpr orka_audio_type_t no_audio = ORKA_AUDIO_TYPE_NONE;
 
 constexpr Container containers[] = {
-    {".avi", "avi", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, all_videos, all_audios, false, true},
-    {".mp4", "mp4", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, common_videos, mpeg_audios, false, false},
-    {".mkv", "matroska", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, all_audios, false, false},
-    {".mov", "mov", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, mov_audios, false, false},
-    {".ts", "mpegts", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, common_videos, mpeg_audios, false, false},
-    {".m4v", "m4v", ORKA_VIDEO_TYPE_MPEG4, no_audio, mpeg4_video, {}, false, false},
-    {".h263", "h263", ORKA_VIDEO_TYPE_H263, no_audio, h263_video, {}, false, false},
-    {".h264", "h264", ORKA_VIDEO_TYPE_H264, no_audio, h264_video, {}, false, false},
-    {".m2v", "mpeg2video", ORKA_VIDEO_TYPE_MPEG2, no_audio, mpeg2_video, {}, false, false},
-    {".mp3", "mp3", no_video, ORKA_AUDIO_TYPE_MP3, {}, mp3_audio, false, false},
-    {".aac", "adts", no_video, ORKA_AUDIO_TYPE_AAC, {}, aac_audio, false, false},
-    {".wav", "wav", no_video, ORKA_AUDIO_TYPE_PCM, {}, wave_audios, false, false},
-    {".jpg", "image2", ORKA_VIDEO_TYPE_JPEG, no_audio, jpeg_video, {}, true, false},
+    {".avi", "avi", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, all_videos, all_audios, ORKA_IMAGE_TYPE_NONE,
+     true},
+    {".mp4", "mp4", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, common_videos, mpeg_audios},
+    {".mkv", "matroska", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, all_audios},
+    {".mov", "mov", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_AAC, all_videos, mov_audios},
+    {".ts", "mpegts", ORKA_VIDEO_TYPE_MPEG4, ORKA_AUDIO_TYPE_MP3, common_videos, mpeg_audios},
+    {".m4v", "m4v", ORKA_VIDEO_TYPE_MPEG4, no_audio, mpeg4_video, {}},
+    {".h263", "h263", ORKA_VIDEO_TYPE_H263, no_audio, h263_video, {}},
+    {".h264", "h264", ORKA_VIDEO_TYPE_H264, no_audio, h264_video, {}},
+    {".m2v", "mpeg2video", ORKA_VIDEO_TYPE_MPEG2, no_audio, mpeg2_video, {}},
+    {".mp3", "mp3", no_video, ORKA_AUDIO_TYPE_MP3, {}, mp3_audio},
+    {".aac", "adts", no_video, ORKA_AUDIO_TYPE_AAC, {}, aac_audio},
+    {".wav", "wav", no_video, ORKA_AUDIO_TYPE_PCM, {}, wave_audios},
+    {".jpg", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_JPEG},
+    {".jpeg", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_JPEG},
+    {".png", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_PNG},
+    {".bmp", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_BMP},
+    {".gif", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_GIF},
+    {".tif", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_TIFF},
+    {".tiff", nullptr, no_video, no_audio, {}, {}, ORKA_IMAGE_TYPE_TIFF},
 };
 
 template <typename Wanted>

@@ -12,14 +12,15 @@ namespace orka::record {
 
 struct Container {
     std::string_view extension;
-    const char *format;      /* libavformat's name */
+    const char *format;      /* libavformat's name; null for a still */
     orka_video_type_t video; /* recorded where nothing else is asked for */
     orka_audio_type_t audio;
     std::span<const orka_video_type_t> videos; /* that it carries */
     std::span<const orka_audio_type_t> audios;
-    bool still;  /* one picture */
-    bool counts; /* packets have no times: all streams begin together */
+    orka_image_type_t still = ORKA_IMAGE_TYPE_NONE; /* one picture, of that type */
+    bool counts = false;                            /* packets have no times: all streams begin together */
 
+    bool is_still() const { return still != ORKA_IMAGE_TYPE_NONE; }
     bool carries_video(orka_video_type_t type) const;
     bool carries_audio(orka_audio_type_t type) const;
     bool carries(orka_video_type_t video_type, orka_audio_type_t audio_type) const

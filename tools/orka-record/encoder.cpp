@@ -38,16 +38,6 @@ constexpr Encoder::Calls video_calls = {
     .teardown = orka_iencode_teardown_video_encoder,
 };
 
-constexpr uint32_t jpeg_codec = 10;
-
-/* Stills have an encoder image of their own. */
-orka_status_t load_video(const std::string &image, const orka_iencode_video_params_t &params)
-{
-    if (params.codec == jpeg_codec)
-        return orka_iencode_load_image_encoder_framework(image.c_str());
-    return orka_iencode_load_video_encoder_framework(static_cast<int32_t>(params.channel), 0, image.c_str());
-}
-
 } // namespace
 
 Encoder::Encoder(const std::string &image, const orka_iencode_audio_params_t &params)
@@ -61,7 +51,7 @@ Encoder::Encoder(const std::string &image, const orka_iencode_audio_params_t &pa
 Encoder::Encoder(const std::string &image, const orka_iencode_video_params_t &params)
     : calls_(video_calls), channel_(static_cast<int32_t>(params.channel))
 {
-    check_load(image, load_video(image, params));
+    check_load(image, orka_iencode_load_video_encoder_framework(channel_, 0, image.c_str()));
     check(orka_iencode_setup_video_encoder(&params), "its setup");
     const orka_status_t status = orka_iencode_init_video_encoder(channel_);
     if (status != ORKA_STATUS_SUCCESS)

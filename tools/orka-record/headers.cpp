@@ -107,11 +107,11 @@ std::vector<uint8_t> silence_like(std::span<const uint8_t> packet, const AVCodec
 
 /*
  * The frame test alone takes some predicted pictures of MPEG-4 for key frames, and knows no start codes of
- * H.263 and JPEG: it confirms what the encoder says where it can.
+ * H.263: it confirms what the encoder says where it can.
  */
 bool is_key_frame(bool said, std::span<const uint8_t> picture, orka_video_type_t type)
 {
-    if (!said || type == ORKA_VIDEO_TYPE_H263 || type == ORKA_VIDEO_TYPE_JPEG)
+    if (!said || type == ORKA_VIDEO_TYPE_H263)
         return said;
     return orka_media_check_video_keyframe(picture.data(), static_cast<uint32_t>(picture.size()), type) == 0;
 }

@@ -6,6 +6,7 @@
 #include "common/process.h"
 #include "options.h"
 #include "recorder.h"
+#include "still.h"
 
 namespace orka::record {
 
@@ -41,7 +42,10 @@ int main(int argc, char **argv)
     av_log_set_level(AV_LOG_QUIET);
     const std::atomic<bool> &stop = listen_to_signals();
     try {
-        return record_file(*options, stop);
+        if (!options->container->is_still())
+            return record_file(*options, stop);
+        record_still(*options, stop);
+        return status_done;
     } catch (const Failure &failure) {
         fprintf(stderr, "orka-record: %s\n", failure.what());
         return failure.status();

@@ -18,7 +18,6 @@ AVDictionary *muxer_options()
 {
     AVDictionary *options = nullptr;
     av_dict_set(&options, "movflags", fragments, 0);
-    av_dict_set(&options, "update", "1", 0); /* stills: one file, without a number in its name */
     return options;
 }
 

@@ -19,7 +19,7 @@ constexpr char description[] =
 
 constexpr char notes[] =
     "FILE's extension chooses the container: .avi .mp4 .mkv .mov .ts; bare streams: .m4v .h263 .h264 .m2v\n"
-    ".mp3 .aac .wav; a still: .jpg\n"
+    ".mp3 .aac .wav; a still: .jpg .jpeg .png .bmp .gif (256 colours) .tif .tiff\n"
     "\n"
     "Pairs that a codec image encodes: MPEG4 with AAC, MP3, PCM, G711, G722, G723, G726, WMA or no sound; "
     "H263\n"
@@ -60,6 +60,9 @@ void declare(CLI::App &app, Options &options, Texts &texts)
     app.add_flag("--no-video", texts.no_video, "Leave the picture out");
     app.add_option("--size", texts.size, "Of the picture; by default the standard's, 352x288 for H263")
         ->option_text("WxH");
+    app.add_option("--quality", options.quality, "Of a JPEG still, 100 the best; by default the encoder's")
+        ->option_text("1-100")
+        ->check(CLI::Range(1, 100));
     app.add_option("--bitrate", options.bitrate, "Of the picture; by default the encoder's")
         ->option_text("KBIT/S")
         ->check(CLI::Range(1, 100000));
@@ -114,9 +117,10 @@ std::string pair_text(const Options &options)
     return options.audio == ORKA_AUDIO_TYPE_NONE ? video : video + " with " + audio;
 }
 
-void check_container(const Options &options)
+void check_container(const Options &options, bool no_video)
 {
-    if (options.video == ORKA_VIDEO_TYPE_NONE && options.audio == ORKA_AUDIO_TYPE_NONE)
+    const bool nothing = options.video == ORKA_VIDEO_TYPE_NONE && options.audio == ORKA_AUDIO_TYPE_NONE;
+    if (options.container->is_still() ? no_video : nothing)
         throw CLI::ValidationError("FILE", "there is nothing to record");
     if (options.container->carries(options.video, options.audio))
         return;
@@ -137,7 +141,7 @@ void settle(Options &options, const Texts &texts)
     options.pal = texts.standard == "pal";
     choose_types(options, texts);
     check_names(options, texts);
-    check_container(options);
+    check_container(options, texts.no_video);
 }
 
 } // namespace

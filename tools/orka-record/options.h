@@ -20,6 +20,7 @@ struct Options {
     bool view = false;
     Size size;            /* 0x0: the standard's, or the codec's own */
     uint32_t bitrate = 0; /* kbit/s; 0: the encoder's own */
+    uint32_t quality = 0; /* of a JPEG still, 1 to 100; 0: the encoder's own */
     uint32_t sample_rate = 0;
     uint32_t audio_bitrate = 0;
     int32_t channel = 0;

@@ -24,16 +24,13 @@ constexpr int32_t patience_ms = 100;
 /* How long a stopped encoder may say nothing before its stream counts as ended. */
 constexpr int longest_silence = 50; /* times patience_ms */
 
-constexpr char still_image[] = "jpeg_enc";
-
 constexpr double mebibyte = 1024.0 * 1024.0;
 
 } // namespace
 
 Recorder::Recorder(const Options &options, const std::atomic<bool> &stop) : options_(options), stop_(stop)
 {
-    const std::string image =
-        options.container->still ? still_image : select_image(options.video, options.audio);
+    const std::string image = select_image(options.video, options.audio);
     check_board("/dev/iencode");
     set_up_capture(options);
     if (options.video != ORKA_VIDEO_TYPE_NONE)
@@ -185,8 +182,6 @@ bool Recorder::is_too_early(const Stream &stream, const Place &place) const
 
 bool Recorder::is_beyond(const Stream &stream, const Place &place) const
 {
-    if (options_.container->still)
-        return stream.frames > 0;
     const double ticks = stream.video ? rate_of(options_.pal) : stream.description.sample_rate;
     return options_.seconds && static_cast<double>(place.time) >= *options_.seconds * ticks;
 }

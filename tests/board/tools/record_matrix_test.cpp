@@ -156,15 +156,3 @@ TEST(OrkaRecord, LastsAsLongAsAskedFor)
         EXPECT_NEAR(value_of(probed(file, "format=duration"), "duration"), seconds, 1.0 / 30) << name;
     }
 }
-
-TEST(OrkaRecord, SavesAStill)
-{
-    const std::string file = scratch("still.jpg");
-    const Ending ending = record({file});
-    EXPECT_EQ(ending.status, 0) << ending.err;
-    EXPECT_EQ(decoding_errors(file), "");
-    const std::string found = probed(file, "stream=codec_name,width,height");
-    expect_line(found, "codec_name=mjpeg");
-    expect_line(found, "width=720");
-    expect_line(found, "height=480");
-}

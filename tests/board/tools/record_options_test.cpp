@@ -38,7 +38,7 @@ TEST(OrkaRecordOptions, AFileIsRequired)
 TEST(OrkaRecordOptions, AnUnknownExtensionNamesTheKnownOnes)
 {
     expect_usage({"clip.xyz"}, "'clip.xyz' has no extension that names a container: .avi .mp4 .mkv .mov .ts "
-                               ".m4v .h263 .h264 .m2v .mp3 .aac .wav .jpg");
+                               ".m4v .h263 .h264 .m2v .mp3 .aac .wav .jpg .jpeg .png .bmp .gif .tif .tiff");
 }
 
 TEST(OrkaRecordOptions, AContainerThatCannotCarryThePairNamesThoseThatCan)
@@ -49,6 +49,19 @@ TEST(OrkaRecordOptions, AContainerThatCannotCarryThePairNamesThoseThatCan)
                  "a .ts file cannot carry H263; these can: .avi .mkv .mov .h263");
     expect_usage({"clip.wav", "--audio", "MP3"},
                  "a .wav file cannot carry MP3; these can: .avi .mp4 .mkv .mov .ts .mp3");
+}
+
+TEST(OrkaRecordOptions, AStillCarriesNothingElse)
+{
+    expect_usage({"still.jpg", "--video", "H264"}, "a .jpg file cannot carry H264; these can: .avi");
+    expect_usage({"still.png", "--audio", "MP3"}, "a .png file cannot carry MP3; these can: .avi");
+    expect_usage({"still.gif", "--no-video"}, "there is nothing to record");
+}
+
+TEST(OrkaRecordOptions, AQualityIsAPartOfAHundred)
+{
+    for (const char *quality : {"0", "101", "-1", "best"})
+        EXPECT_EQ(bare({"still.jpg", "--quality", quality}).status, 2) << quality;
 }
 
 TEST(OrkaRecordOptions, ATypeThatNoContainerCarriesIsRefused)
