@@ -73,28 +73,46 @@ void PrintTo(const Abi &abi, std::ostream *stream)
     *stream << abi.name;
 }
 
-class DecodeFile : public testing::TestWithParam<Abi> {
+class AbiProgram : public testing::TestWithParam<Abi> {
   protected:
+    explicit AbiProgram(const std::string &name) : program_name(name) {}
+
     /* The tests of a program of another ABI need that ABI's build. */
     void SetUp() override
     {
         setenv("QEMU_CPU", "arm926", 1); /* whoever starts the emulator */
         tree = GetParam().tree;
-        program = tree + "/programs/decode_file";
+        program = tree + "/programs/" + program_name;
         if (access(program.c_str(), X_OK) != 0)
             GTEST_SKIP() << "there is no " << program << ": `./x build " << GetParam().name << "` makes it";
     }
 
+    Ending run_program(const Words &arguments) const
+    {
+        return run(Words{ORKA_BOARD_PROGRAM, "run", "--shims", tree + "/shims", "--", program} + arguments);
+    }
+
+    std::string program_name;
+    std::string tree;
+    std::string program;
+};
+
+class DecodeFile : public AbiProgram {
+  protected:
+    DecodeFile() : AbiProgram("decode_file") {}
+
     Ending decode(const std::string &name, const std::string &clip, const std::string &image,
-                  const std::string &type)
+                  const std::string &type) const
     {
         const std::string packets = scratch(name);
         write_file(packets, packets_of(clip, image, type));
-        return run({ORKA_BOARD_PROGRAM, "run", "--shims", tree + "/shims", "--", program, packets});
+        return run_program({packets});
     }
+};
 
-    std::string tree;
-    std::string program;
+class ShowSubtitles : public AbiProgram {
+  protected:
+    ShowSubtitles() : AbiProgram("show_subtitles") {}
 };
 
 TEST_P(DecodeFile, GivesThePicturesThatFfmpegDecodesOfMpeg4)
@@ -113,10 +131,28 @@ TEST_P(DecodeFile, GivesThePicturesThatFfmpegDecodesOfH264)
     EXPECT_EQ(ending.out, sums_by_ffmpeg(file, "352x288"));
 }
 
-INSTANTIATE_TEST_SUITE_P(On, DecodeFile,
-                         testing::Values(Abi{"host", ORKA_BUILD_TREE},
-                                         Abi{"i686", ORKA_BUILD_TREE "/../i686"},
-                                         Abi{"armel", ORKA_BUILD_TREE "/../armel"}),
-                         [](const testing::TestParamInfo<Abi> &info) { return info.param.name; });
+TEST_P(ShowSubtitles, FillsTheQueueAndIsRefusedWhatThereIsNot)
+{
+    const Ending ending = run_program({});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_EQ(ending.out, "queue of 4096 bytes, frames of 2048\n"
+                          "first frame: SUCCESS\n"
+                          "second frame: SUCCESS\n"
+                          "third frame: TIMEOUT\n"
+                          "a frame to take: ERROR(I/O)\n"
+                          "a frame after stop: SUCCESS\n");
+    EXPECT_NE(ending.err.find("Invalid argument"), std::string::npos) << ending.err;
+}
+
+const Abi abis[] = {
+    {"host", ORKA_BUILD_TREE}, {"i686", ORKA_BUILD_TREE "/../i686"}, {"armel", ORKA_BUILD_TREE "/../armel"}};
+
+std::string name_of(const testing::TestParamInfo<Abi> &info)
+{
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(On, DecodeFile, testing::ValuesIn(abis), name_of);
+INSTANTIATE_TEST_SUITE_P(On, ShowSubtitles, testing::ValuesIn(abis), name_of);
 
 } // namespace orka_tools_test
