@@ -1,6 +1,6 @@
 /*
  * libavformat, as C++ sees it. Containers and packets are read and written with it; nothing is encoded or
- * decoded by it.
+ * decoded by it, but for the text of subtitles.
  */
 #ifndef ORKA_TOOLS_FFMPEG_H
 #define ORKA_TOOLS_FFMPEG_H
@@ -11,7 +11,7 @@
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
 extern "C" {
-#include <libavcodec/packet.h>
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/intreadwrite.h>

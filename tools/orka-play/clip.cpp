@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "common/failure.h"
+#include "subtitle_reader.h"
 
 namespace orka::play {
 
@@ -72,6 +73,16 @@ AVStream *Clip::first(AVMediaType type) const
             return stream;
     }
     return nullptr;
+}
+
+const AVStream *Clip::subtitles() const
+{
+    for (unsigned i = 0; i < context_->nb_streams; i++) {
+        const AVCodecParameters &codec = *context_->streams[i]->codecpar;
+        if (codec.codec_type == AVMEDIA_TYPE_SUBTITLE && is_text(codec))
+            return context_->streams[i];
+    }
+    return first(AVMEDIA_TYPE_SUBTITLE);
 }
 
 AVRational Clip::frame_rate() const

@@ -28,6 +28,8 @@ class Clip {
     /* The first of each kind, null where there is none; cover art is no video. */
     const AVStream *video() const { return video_; }
     const AVStream *audio() const { return audio_; }
+    /* The first that is text, or else the first of all. */
+    const AVStream *subtitles() const;
     const std::string &path() const { return path_; }
     std::string_view format() const { return context_->iformat->name; } /* libavformat's name */
     double seconds() const { return seconds_; } /* as far as the container tells, otherwise 0 */

@@ -4,7 +4,7 @@
 
 namespace orka::play {
 
-/* The calls that differ between the two kinds; the player has one decoder of each. */
+/* The calls that differ between the kinds; the player has one decoder of each. */
 struct Decoder::Calls {
     const char *name;
     orka_frame_type_t kind;
@@ -43,6 +43,16 @@ constexpr Decoder::Calls video_calls = {
     .teardown = [] { return orka_idecode_teardown_video_decoder(channel, stream); },
 };
 
+constexpr Decoder::Calls subtitle_calls = {
+    .name = "subtitle",
+    .kind = ORKA_FRAME_TYPE_SUBTITLE,
+    .queue = [] { return orka_idecode_get_subtitle_queue(channel); },
+    .start = [] { return orka_idecode_start_subtitle_decoder(channel); },
+    .stop = [] { return orka_idecode_stop_subtitle_decoder(channel); },
+    .wait = [](int32_t) -> orka_status_t { return ORKA_STATUS_ERROR; },
+    .teardown = [] { return orka_idecode_teardown_subtitle_decoder(channel); },
+};
+
 } // namespace
 
 Decoder::Decoder(const std::string &image, const orka_idecode_audio_params_t &params) : calls_(audio_calls)
@@ -60,6 +70,14 @@ Decoder::Decoder(const std::string &image, const orka_idecode_video_params_t &pa
     if (status != ORKA_STATUS_SUCCESS)
         calls_.teardown();
     check(status, "its initialisation");
+    open_queue();
+}
+
+Decoder::Decoder(const std::string &image, const orka_idecode_subtitle_params_t &params)
+    : calls_(subtitle_calls)
+{
+    check_load(image, orka_idecode_load_subtitle_decoder_framework(image.c_str()));
+    check(orka_idecode_setup_subtitle_decoder(&params), "its setup");
     open_queue();
 }
 

@@ -25,12 +25,14 @@ class Decoder {
   public:
     Decoder(const std::string &image, const orka_idecode_audio_params_t &params);
     Decoder(const std::string &image, const orka_idecode_video_params_t &params);
+    /* Nothing comes out of it, and it never finishes. */
+    Decoder(const std::string &image, const orka_idecode_subtitle_params_t &params);
     ~Decoder();
     Decoder(const Decoder &) = delete;
     Decoder &operator=(const Decoder &) = delete;
 
     orka_frame_type_t kind() const;
-    const char *name() const; /* "audio" or "video" */
+    const char *name() const; /* "audio", "video" or "subtitle" */
 
     void start();
     /* These wait at most that many milliseconds, and say false when nothing came of it. */

@@ -46,6 +46,11 @@ void declare(CLI::App &app, Options &options)
         ->required();
     auto *no_audio = app.add_flag("--no-audio", options.no_audio, "Leave the sound out");
     app.add_flag("--no-video", options.no_video, "Leave the picture out")->excludes(no_audio);
+    auto *no_subtitles = app.add_flag("--no-subtitles", options.no_subtitles, "Leave the subtitles out");
+    app.add_option("--subtitles", options.subtitles,
+                   "Show the subtitles of this file (.srt, .vtt, .ass and others), not the clip's own")
+        ->option_text("FILE")
+        ->excludes(no_subtitles);
     app.add_option("--image", options.image, "Load this codec image, whatever the clip's codecs select")
         ->option_text("NAME")
         ->check(CLI::Validator(check_image_name, ""));

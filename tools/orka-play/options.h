@@ -11,10 +11,12 @@ struct Options {
     std::string file;
     bool no_audio = false;
     bool no_video = false;
+    bool no_subtitles = false;
     bool real_time = false;
-    std::string image;    /* empty: by the selection table */
-    std::string output;   /* of the display; empty: as it is */
-    std::string framemd5; /* output files; empty: none */
+    std::string subtitles; /* a file; empty: the clip's own */
+    std::string image;     /* empty: by the selection table */
+    std::string output;    /* of the display; empty: as it is */
+    std::string framemd5;  /* output files; empty: none */
     std::string pcm;
     std::string snapshot;
     std::optional<double> snapshot_at; /* seconds; none: the last picture */

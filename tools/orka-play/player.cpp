@@ -124,6 +124,7 @@ void Player::set_up(const Choice &choice)
         audio_ = make_stream(source, choice.image, audio_params(*source.codecpar, choice.audio));
         audio_->deliver = &Player::deliver_sound;
     }
+    subtitles_ = Subtitles::open(clip_, options_);
 }
 
 void Player::open_outputs(const Choice &choice)
@@ -175,12 +176,19 @@ Player::Stream *Player::stream_at(int index)
 void Player::read()
 {
     for (ClipPacket packet = clip_.read(); packet.data && !ending(); packet = clip_.read()) {
+        if (subtitles_)
+            subtitles_->pass(packet);
         Stream *stream = packet.data->size > 0 ? stream_at(packet.data->stream_index) : nullptr;
         if (stream != nullptr)
             stream->packets.push(std::move(packet));
     }
     for (Stream *stream : streams())
         stream->packets.finish();
+    if (!subtitles_)
+        return;
+    subtitles_->finish();
+    while (!ending() && !played_ && !subtitles_->feed(patience_ms))
+        continue;
 }
 
 /* Feeding. */
@@ -337,6 +345,7 @@ void Player::end()
         for (Stream *stream : streams())
             stream->packets.close();
     }
+    played_ = true;
     reader_.join();
     for (Stream *stream : streams()) {
         stream->feeder.join();
@@ -350,6 +359,8 @@ void Player::play()
     begin_ = Clock::now();
     for (Stream *stream : streams())
         stream->decoder->start();
+    if (subtitles_)
+        subtitles_->start();
     start_threads();
     watch();
     end();
@@ -358,6 +369,8 @@ void Player::play()
             continue;
         stream->decoder.reset();
     }
+    if (subtitles_)
+        subtitles_->stop();
     close_outputs();
     if (failure_)
         std::rethrow_exception(failure_);
@@ -395,6 +408,8 @@ void Player::print_summary() const
         else
             printf("%.2f seconds\n", audio_seconds_);
     }
+    if (subtitles_)
+        printf("subtitles: %" PRIu32 " frames in\n", subtitles_->frames_in());
 }
 
 /* A clip that was played, but is not whole, fails all the same. */

@@ -21,6 +21,7 @@
 #include "outputs.h"
 #include "packet_queue.h"
 #include "snapshot.h"
+#include "subtitles.h"
 
 namespace orka::play {
 
@@ -99,6 +100,7 @@ class Player {
     std::optional<DisplayOutput> display_; /* for longer than what it shows */
     std::unique_ptr<Stream> video_;
     std::unique_ptr<Stream> audio_;
+    std::unique_ptr<Subtitles> subtitles_; /* while it plays, the reader's */
     std::thread reader_;
 
     std::optional<PictureHashes> hashes_;
@@ -107,6 +109,7 @@ class Player {
     double audio_seconds_ = 0; /* the audio taker's, until it ends */
 
     std::atomic<bool> failed_ = false;
+    std::atomic<bool> played_ = false; /* all is taken */
     Clock::time_point begin_;
     Clock::time_point end_;
     std::mutex mutex_;                        /* guards what follows */

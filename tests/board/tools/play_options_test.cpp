@@ -173,6 +173,7 @@ const WrongUsage wrong_usages[] = {
     {"UnknownOption", {"--what", "clip.avi"}},
     {"UnknownClock", {"--clock", "slow", "clip.avi"}},
     {"NeitherPictureNorSound", {"--no-audio", "--no-video", "clip.avi"}},
+    {"SubtitlesAndNone", {"--subtitles", "a.srt", "--no-subtitles", "clip.avi"}},
     {"SnapshotTimeWithoutSnapshot", {"--snapshot-at", "1", "clip.avi"}},
     {"NegativeSnapshotTime", {"--snapshot", "a.png", "--snapshot-at", "-1", "clip.avi"}},
     {"UnknownOutput", {"--output", "LCD/VGA2", "clip.avi"}},
