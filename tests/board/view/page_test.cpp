@@ -40,6 +40,9 @@ const std::string boards_pixels =
     pixels_of + "return fetch('/picture.png?plane=' + document.getElementById('plane').value)"
                 "    .then(answer => answer.blob()).then(createImageBitmap).then(pixels);";
 
+const std::string drawn_anew = "return new Promise(done => requestAnimationFrame(() =>"
+                               "    requestAnimationFrame(() => done(true))));";
+
 class Page : public PlayingView {
   protected:
     Page() : browser(scratch("browser"))
@@ -95,10 +98,10 @@ class Page : public PlayingView {
 TEST_F(Page, ShowsPicturesFiguresAndRequestsAsTheyComeAndGo)
 {
     const std::string before = picture();
-    const std::string frames = figure("vdecode 0/0", "frames out");
+    const std::string frames = figure("vdecode\u00A00/0", "frames out");
     EXPECT_TRUE(soon([&] { return picture() != before; }));
     browser.click(".unit details summary");
-    EXPECT_TRUE(soon([&] { return figure("vdecode 0/0", "frames out") != frames; }));
+    EXPECT_TRUE(soon([&] { return figure("vdecode\u00A00/0", "frames out") != frames; }));
     EXPECT_TRUE(holds("document.querySelector('.unit details').open")) << "what somebody opened stays open";
     EXPECT_THAT(text("#caption"),
                 HasSubstr("INTERNAL 480i · 720\u00A0×\u00A0480 interlaced · on · vdecode 0/0"));
@@ -119,6 +122,8 @@ TEST_F(Page, ScrollsItsRequestsUnlessSomebodyReadsThem)
     EXPECT_LT(number(to_its_end), 30);
     EXPECT_TRUE(holds(at_end));
     browser.be_a_phone(390, 844);
+    ASSERT_TRUE(soon([this] { return number("innerWidth") == 390; }));
+    browser.run(drawn_anew);
     EXPECT_TRUE(soon([&] { return number(to_its_end) < 30; })) << "also when the window changes";
     EXPECT_TRUE(holds(at_end));
 
