@@ -2,7 +2,6 @@
 #ifndef ORKA_BOARD_DECODER_SESSION_H
 #define ORKA_BOARD_DECODER_SESSION_H
 
-#include <cerrno>
 #include <string_view>
 
 #include "drivers/driver.h"
@@ -41,11 +40,10 @@ class DecoderSession {
     virtual void queue(Call &call) = 0;
     virtual void new_frame(std::shared_ptr<Call> call) = 0;
     virtual void commit(Call &call) = 0;
-    /* Refused where nothing comes out. */
-    virtual void get(std::shared_ptr<Call> call) { call->fail(EINVAL); }
-    virtual void release(Call &call) { call.fail(EINVAL); }
-    virtual void wait(std::shared_ptr<Call> call) { call->fail(EINVAL); }
-    virtual bool readable() const { return false; }
+    virtual void get(std::shared_ptr<Call> call) = 0;
+    virtual void release(Call &call) = 0;
+    virtual void wait(std::shared_ptr<Call> call) = 0;
+    virtual bool readable() const = 0;
 
     uint32_t shown_tsms() const { return shown_tsms_; } /* of the frame shown last */
     void reset_shown_tsms() { shown_tsms_ = 0; }

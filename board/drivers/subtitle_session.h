@@ -10,6 +10,7 @@
 #ifndef ORKA_BOARD_SUBTITLE_SESSION_H
 #define ORKA_BOARD_SUBTITLE_SESSION_H
 
+#include <cerrno>
 #include <list>
 
 #include "drivers/session.h"
@@ -30,6 +31,11 @@ class SubtitleSession final : public DecoderSession {
     void queue(Call &call) override;
     void new_frame(std::shared_ptr<Call> call) override;
     void commit(Call &call) override;
+    /* Nothing comes out. */
+    void get(std::shared_ptr<Call> call) override { call->fail(EINVAL); }
+    void release(Call &call) override { call.fail(EINVAL); }
+    void wait(std::shared_ptr<Call> call) override { call->fail(EINVAL); }
+    bool readable() const override { return false; }
 
     void report(nlohmann::json &decoder) const override;
 

@@ -338,12 +338,12 @@ TEST_P(BadSubtitles, EndWithOneAndAreNamed)
 
 INSTANTIATE_TEST_SUITE_P(
     Of, BadSubtitles,
-    testing::Values(BadFile{"NoSubtitlesInText", "notes.txt", "Buy milk.\n", "there are no subtitles in it"},
-                    BadFile{"AnEmptyFile", "empty.srt", "", "no subtitles that libavformat knows"},
-                    BadFile{"NoSubtitlesAtAll", "none.vtt", "WEBVTT\n\n", "there are no subtitles in it"},
-                    BadFile{"OtherBytesThanUtf8", "latin.srt",
-                            "1\n00:00:01,000 --> 00:00:02,000\nGr\xFC\xDF\n\n",
-                            "its subtitles are no text in UTF-8"}),
+    testing::Values(
+        BadFile{"NoSubtitlesInText", "notes.txt", "Buy milk.\n", "no subtitles that libavformat knows"},
+        BadFile{"AnEmptyFile", "empty.srt", "", "no subtitles that libavformat knows"},
+        BadFile{"NoSubtitlesAtAll", "none.vtt", "WEBVTT\n\n", "there are no subtitles in it"},
+        BadFile{"OtherBytesThanUtf8", "latin.srt", "1\n00:00:01,000 --> 00:00:02,000\nGr\xFC\xDF\n\n",
+                "its subtitles are no text in UTF-8"}),
     [](const auto &test) { return test.param.name; });
 
 TEST(BadSubtitleFile, ThatIsMissingIsNamed)
