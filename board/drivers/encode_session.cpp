@@ -115,8 +115,8 @@ void EncodeSession::collect()
 
 void EncodeSession::count_frames()
 {
-    const uint64_t put = worker_->counts().put;
-    machine_.dsp_window.count_frames(put - std::exchange(counted_, put));
+    const uint64_t encoded = worker_->counts().encoded;
+    machine_.dsp_window.count_frames(encoded - std::exchange(counted_, encoded));
 }
 
 } // namespace orka::board

@@ -291,6 +291,7 @@ bool EncodeWorker::deliver(const Coded &coded)
     }
     if (!frames_->put(coded.frame, coded.data))
         return false;
+    counts_.encoded++;
     if (coded.vector_queue)
         deliver_vectors(coded);
     return true;

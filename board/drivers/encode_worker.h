@@ -63,6 +63,7 @@ class EncodeStream {
 struct EncodeCounts {
     std::atomic<uint64_t> captured = 0; /* units encoded or dropped */
     std::atomic<uint64_t> dropped = 0;  /* units without room or time, or that failed */
+    std::atomic<uint64_t> encoded = 0;  /* frames into the queue, without LAST */
     std::atomic<uint64_t> vectors_dropped = 0;
 };
 

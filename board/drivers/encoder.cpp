@@ -24,15 +24,6 @@ const char *name_of(EncodeState state)
     return "stopped";
 }
 
-nlohmann::json report_of(const FrameQueue &queue)
-{
-    return {{"base", queue.base()},
-            {"bytes", queue.length()},
-            {"limit", queue.limit()},
-            {"waiting", queue.waiting()},
-            {"taken", queue.held()}};
-}
-
 } // namespace
 
 Encoder::Encoder(Machine &machine, const EncoderKind &kind, uint32_t channel,
@@ -167,9 +158,9 @@ void Encoder::report(nlohmann::json &status) const
         encoder["frames_out"] = session_->frames_out();
         encoder["dropped"] = counts.dropped.load();
         encoder["tsms"] = session_->taken_tsms();
-        encoder["queue"] = report_of(session_->frames());
+        encoder["queue"] = session_->frames().report();
         if (session_->vectors()) {
-            encoder["vectors"] = report_of(*session_->vectors());
+            encoder["vectors"] = session_->vectors()->report();
             encoder["vectors"]["dropped"] = counts.vectors_dropped.load();
         }
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <nlohmann/json.hpp>
+
 #include "orka_media.h"
 
 namespace orka::board {
@@ -161,6 +163,12 @@ bool FrameQueue::release(uint32_t address)
         return false;
     held_.erase(place);
     return give_back(address);
+}
+
+nlohmann::json FrameQueue::report() const
+{
+    return {
+        {"base", base()}, {"bytes", length()}, {"limit", limit()}, {"waiting", waiting()}, {"taken", held()}};
 }
 
 } // namespace orka::board

@@ -15,6 +15,8 @@
 #include <memory>
 #include <mutex>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "drivers/buffer_space.h"
 #include "orka_iencode.h"
 #include "server/memory.h"
@@ -31,6 +33,7 @@ class FrameQueue {
 
     uint32_t base() const { return base_; }
     uint32_t length() const { return length_; }
+    nlohmann::json report() const;            /* for the board's status */
     uint32_t limit() const { return count_; } /* frames */
 
     /* Called, with the queue locked, when there may be more room than before. */

@@ -151,21 +151,18 @@ void StillEncoder::report(nlohmann::json &status) const
 {
     if (!session_)
         return;
-    const FrameQueue &queue = session_->frames();
     status["encoders"].push_back({{"node", label},
                                   {"channel", 0},
                                   {"image", image_.name()},
                                   {"state", "set up"},
                                   {"codec", setup_.type},
+                                  {"process", owner_->process()},
                                   {"width", setup_.width},
                                   {"height", setup_.height},
-                                  {"frames", session_->made()},
+                                  {"frames_in", session_->made() + session_->failures()},
+                                  {"frames_out", session_->made()},
                                   {"dropped", session_->failures()},
-                                  {"queue",
-                                   {{"base", queue.base()},
-                                    {"length", queue.length()},
-                                    {"waiting", queue.waiting()},
-                                    {"held", queue.held()}}}});
+                                  {"queue", session_->frames().report()}});
 }
 
 } // namespace orka::board

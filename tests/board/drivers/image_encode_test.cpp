@@ -305,8 +305,8 @@ TEST_F(StillEncoderDesk, IsReportedWhileItIsSetUp)
     EXPECT_EQ(told["codec"], 4);
     EXPECT_EQ(told["width"], 100);
     EXPECT_EQ(told["height"], 50);
-    EXPECT_EQ(told["frames"], 1);
-    EXPECT_EQ(told["queue"]["held"], 1);
+    EXPECT_EQ(told["frames_out"], 1);
+    EXPECT_EQ(told["queue"]["taken"], 1);
 }
 
 /* ---- Pictures ---- */

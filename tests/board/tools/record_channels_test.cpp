@@ -44,7 +44,7 @@ TEST_F(FourChannels, AreSeenOnTheScreenWithViewUntilTheRecordingEnds)
 TEST_F(FourChannels, KeepSoundAndPictureTogetherWhereOthersCaptureAlready)
 {
     start(2, {});
-    while (encoder(2)["captured"] < 10)
+    while (encoder(2)["frames_in"] < 10)
         std::this_thread::sleep_for(20ms);
     for (const char *name : {"late.mp4", "late.mkv", "late.avi"}) {
         const std::string file = scratch(name);

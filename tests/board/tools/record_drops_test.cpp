@@ -21,7 +21,7 @@ TEST_F(InRealTime, WhatNobodyTakesIsDroppedAndCounted)
 {
     for (size_t i = 0; i < channels; i++)
         start(i, {});
-    while (encoder(1)["frames"] < 1)
+    while (encoder(1)["frames_out"] < 1)
         std::this_thread::sleep_for(20ms);
     recorders[1]->signal(SIGSTOP);
     while (encoder(1)["dropped"] < 30)
@@ -48,7 +48,7 @@ TEST_F(InRealTime, SoundAndPictureStayTogetherWhereSoundWasDropped)
     for (const char *audio : {"PCM", "G711", "MP3", "AAC"}) {
         const std::string file = scratch(std::string(audio) + ".avi");
         Process recorder(on_board({ORKA_RECORD_PROGRAM, file, "--audio", audio, "--size", "352x288"}));
-        while (sound_encoder()["frames"] < 10)
+        while (sound_encoder()["frames_out"] < 10)
             std::this_thread::sleep_for(20ms);
         recorder.signal(SIGSTOP);
         while (sound_encoder()["dropped"] < 20)
