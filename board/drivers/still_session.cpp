@@ -112,6 +112,7 @@ void StillSession::done(const std::string &why)
     busy_ = false;
     made_ += why.empty();
     failed_ += !why.empty();
+    machine_.dsp_window.count_frames(why.empty());
     if (!why.empty()) {
         machine_.log(label_ + ": " + why);
         if (!takers_.empty())
