@@ -339,7 +339,11 @@ class Player {
     {
         return answer_of(*desk_.begin(file, number, record)).error;
     }
-    uint32_t queueid() const { return file.node() == wire::node::vdecode ? 8 : 3; }
+    uint32_t queueid() const
+    {
+        const bool pictures = file.node() == wire::node::vdecode || file.node() == wire::node::imgdecode;
+        return pictures ? 8 : 3;
+    }
     wire::frame_request_record frame_request(int32_t timeout) const
     {
         return {channel_, stream_, queueid(), timeout, 77};
