@@ -78,13 +78,18 @@ StillPlayer::StillPlayer(const Clip &clip, const Options &options, const std::at
         throw Failure(path_ + ": there is nothing to play in it but picture");
     if (!options.pcm.empty())
         throw Failure("--pcm needs sound, and none is played");
+    if (!options.subtitles.empty())
+        throw Failure("--subtitles needs a film, and " + path_ + " is a still");
     file_ = read_whole(path_);
     check_board("/dev/idecode");
     const AVCodecParameters &picture = *clip.video()->codecpar;
+    const Size size{static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height)};
+    if (!options.output.empty())
+        display_.emplace(options.output, size);
     decoder_.emplace(options.image.empty() ? still_image : options.image,
                      wire::image_setup_record{.type = static_cast<uint32_t>(type_),
-                                              .width = static_cast<uint32_t>(picture.width),
-                                              .height = static_cast<uint32_t>(picture.height),
+                                              .width = size.width,
+                                              .height = size.height,
                                               .input_bytes = static_cast<uint32_t>(file_.size())});
     open_outputs();
 }

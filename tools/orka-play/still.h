@@ -7,6 +7,7 @@
 #include <string>
 
 #include "clip.h"
+#include "common/display_output.h"
 #include "options.h"
 #include "orka_media.h"
 #include "outputs.h"
@@ -44,6 +45,7 @@ class StillPlayer {
     std::vector<uint8_t> file_;
     std::optional<PictureHashes> hashes_;
     std::optional<Snapshot> snapshot_;
+    std::optional<DisplayOutput> display_; /* for longer than what it shows */
     std::optional<StillDecoder> decoder_;
     orka_idecode_frame_t shown_ = {}; /* the words of what is on the display; its kind is 0 before */
     double shown_seconds_ = 0;

@@ -319,6 +319,14 @@ TEST(PlayAStill, HasNoSound)
     EXPECT_EQ(sound.err, "orka-play: " + file + ": there is nothing to play in it but picture\n");
 }
 
+TEST(PlayAStill, HasNoSubtitles)
+{
+    const std::string file = drawn(forms[1], "160x120");
+    const Ending ending = play({"--subtitles", "a.srt", file});
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.err, "orka-play: --subtitles needs a film, and " + file + " is a still\n");
+}
+
 TEST(PlayAStill, OnAnImageThatDoesNotDecodeItFails)
 {
     const Ending ending = play({"--image", "ogg_dec", drawn(forms[1], "160x120")});

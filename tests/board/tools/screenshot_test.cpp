@@ -104,6 +104,19 @@ TEST_F(Screenshot, OfAPlayerOnAnInterlacedOutputHasAllItsLines)
     EXPECT_EQ(columns_of_picture(shown, 720), "72-647");
 }
 
+TEST_F(Screenshot, OfAStillOnAnOutputHasItsSizeAndPlacesThePicture)
+{
+    const std::string still = clip("red.png", "-f lavfi -i color=c=red:size=352x288 -frames:v 1");
+    Process player(board.running({ORKA_PLAY_PROGRAM, "--output", "LCD/VGA", "--seconds", "3600", still}));
+    ASSERT_TRUE(soon([this] { return pixel(screen(), 320, 240, 640)[0] != '\0'; }));
+    const std::string shown = screen();
+    EXPECT_EQ(size(), "640x480\n");
+    EXPECT_EQ(columns_of_picture(shown, 640), "32-607");
+    player.signal(SIGINT);
+    EXPECT_EQ(player.wait(), 130);
+    EXPECT_TRUE(soon([this] { return is_black(); }));
+}
+
 TEST_F(Screenshot, OfADisplayThatAnotherHasSetUpIsItsAlone)
 {
     Process player(board.running({ORKA_PLAY_PROGRAM, "--output", "LCD/QVGA", red_clip()}));
