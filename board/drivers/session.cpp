@@ -112,8 +112,8 @@ void Session::enter(State next)
         plane_->start(is_started(next));
     worker_->run(is_started(next));
     if (next == State::stopped) {
+        input_.wake(); /* before what is dropped makes room for those who wait */
         drop_everything();
-        input_.wake();
         takers_.answer_all(wire::driver_failure);
         finishers_.answer_all(wire::driver_done);
     }

@@ -27,6 +27,17 @@ TEST_F(VideoControl, StopWakesWhoeverWaits)
     EXPECT_EQ(Player::answer_of(*waiting).as<wire::wait_record>().status, wire::driver_done);
 }
 
+TEST_F(VideoControl, StopGivesNoBufferToWhoeverWaitsForOne)
+{
+    const uint8_t packet[] = {1};
+    play(video, one_frame);
+    ASSERT_EQ(video.pause(), 0);
+    ASSERT_TRUE(video.feed(packet, 0));
+    const auto filler = video.begin_new(-1);
+    EXPECT_EQ(video.stop(), 0);
+    EXPECT_EQ(Player::frame_of(*filler).status, wire::driver_failure);
+}
+
 TEST_F(VideoControl, TearDownWakesWhoeverWaits)
 {
     play(video, one_frame);
