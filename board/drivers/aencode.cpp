@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "drivers/coded_frame_answer.h"
 #include "drivers/encoder.h"
 #include "drivers/sound_stream.h"
 #include "drivers/waiting.h"
@@ -29,24 +30,6 @@ constexpr EncoderKind audio_kind{
 
 constexpr uint32_t audio_queue = 3;
 
-void answer_frame(Call &call, int32_t status, const orka_iencode_frame_t &frame)
-{
-    auto record = call.record<wire::encode_frame_request_record>();
-    record.status = status;
-    record.frame = frame;
-    call.reply_record(record);
-}
-
-void answer_without_frame(Call &call, int32_t status)
-{
-    answer_frame(call, status, {});
-}
-
-int32_t timeout_of(const Call &call)
-{
-    return static_cast<int32_t>(call.record<wire::encode_frame_request_record>().timeout);
-}
-
 nlohmann::json report_of(const Loudspeaker::Heard &heard)
 {
     return {{"samples", heard.samples}, {"level", heard.level}};
@@ -57,7 +40,8 @@ class AudioEncodeDriver final : public Driver {
     AudioEncodeDriver(Machine &machine, AudioEncoders codecs)
         : machine_(machine), codecs_(std::move(codecs)),
           encoder_(machine, audio_kind, 0, [this] { frames_changed(); }),
-          fillers_(machine.reactor, answer_without_frame), takers_(machine.reactor, answer_without_frame)
+          fillers_(machine.reactor, answer_without_coded_frame),
+          takers_(machine.reactor, answer_without_coded_frame)
     {
     }
 
@@ -316,14 +300,14 @@ bool AudioEncodeDriver::deliver(Call &call, EncodeSession &session)
     session.taken(*frame);
     if (frame->kind == ORKA_FRAME_TYPE_LAST)
         setting_.lasts_to_come--;
-    answer_frame(call, wire::driver_done, *frame);
+    answer_coded_frame(call, wire::driver_done, *frame);
     return true;
 }
 
 /* What was encoded before a stop can be taken after it, up to its LAST; then nothing more comes. */
 void AudioEncodeDriver::get(std::shared_ptr<Call> call, EncodeSession &session)
 {
-    const int32_t timeout = timeout_of(*call);
+    const int32_t timeout = coded_frame_timeout(*call);
     if (timeout < -1)
         return call->fail(EINVAL);
     if (takers_.empty() && deliver(*call, session))
@@ -366,12 +350,12 @@ void AudioEncodeDriver::hand_out(Call &call, uint32_t address)
     orka_iencode_frame_t frame = setting_.form;
     frame.number = setting_.handed_number++;
     frame.addr = address;
-    answer_frame(call, wire::driver_done, frame);
+    answer_coded_frame(call, wire::driver_done, frame);
 }
 
 void AudioEncodeDriver::new_frame(std::shared_ptr<Call> call, EncodeSession &session)
 {
-    const int32_t timeout = timeout_of(*call);
+    const int32_t timeout = coded_frame_timeout(*call);
     if (timeout < -1)
         return call->fail(EINVAL);
     setting_.controls->program.claim();
@@ -380,7 +364,7 @@ void AudioEncodeDriver::new_frame(std::shared_ptr<Call> call, EncodeSession &ses
     if (address)
         return hand_out(*call, *address);
     if (session.state() == EncodeState::stopped)
-        return answer_without_frame(*call, wire::driver_failure);
+        return answer_without_coded_frame(*call, wire::driver_failure);
     fillers_.add(std::move(call), timeout);
 }
 

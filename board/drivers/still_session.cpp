@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "drivers/capture_session.h"
+#include "drivers/coded_frame_answer.h"
 #include "orka_media.h"
 
 namespace orka::board {
@@ -13,19 +14,6 @@ namespace {
 
 constexpr uint64_t least_queue = 4 << 20;
 constexpr uint32_t queued_frames = 16;
-
-void answer_frame(Call &call, int32_t status, const orka_iencode_frame_t &frame)
-{
-    auto record = call.record<wire::encode_frame_request_record>();
-    record.status = status;
-    record.frame = frame;
-    call.reply_record(record);
-}
-
-void answer_without_frame(Call &call, int32_t status)
-{
-    answer_frame(call, status, {});
-}
 
 } // namespace
 
@@ -51,7 +39,7 @@ std::shared_ptr<StillSession> StillSession::create(Machine &machine, StillPlan p
 StillSession::StillSession(Machine &machine, StillPlan &plan, std::shared_ptr<FrameQueue> frames)
     : machine_(machine), label_(std::move(plan.label)), readable_changed_(std::move(plan.readable_changed)),
       frames_(std::move(frames)), place_(machine.capture.join()),
-      takers_(machine.reactor, answer_without_frame)
+      takers_(machine.reactor, answer_without_coded_frame)
 {
     machine_.capture.stall(place_, true); /* nobody waits for one who takes now and then */
     next_us_ = machine_.capture.position(place_);
@@ -116,7 +104,7 @@ void StillSession::done(const std::string &why)
     if (!why.empty()) {
         machine_.log(label_ + ": " + why);
         if (!takers_.empty())
-            answer_without_frame(*takers_.take(), wire::driver_failure);
+            answer_without_coded_frame(*takers_.take(), wire::driver_failure);
     }
     serve();
 }
@@ -127,13 +115,13 @@ bool StillSession::deliver(Call &call)
 {
     const std::optional<orka_iencode_frame_t> frame = frames_->take();
     if (frame)
-        answer_frame(call, wire::driver_done, *frame);
+        answer_coded_frame(call, wire::driver_done, *frame);
     return frame.has_value();
 }
 
 void StillSession::get(std::shared_ptr<Call> call)
 {
-    const auto timeout = static_cast<int32_t>(call->record<wire::encode_frame_request_record>().timeout);
+    const auto timeout = coded_frame_timeout(*call);
     if (timeout < -1)
         return call->fail(EINVAL);
     if (takers_.empty() && deliver(*call))
