@@ -19,8 +19,8 @@ namespace {
 constexpr int usage_error = 2;
 
 constexpr char about[] =
-    "A virtual DM320 board: memory, DSP and device drivers for programs that use /dev/mem, /dev/imanage,\n"
-    "/dev/idecode, /dev/adecode and /dev/vdecode.";
+    "A virtual DM320 board: memory, DSP, camera, microphone, screen and device drivers, for programs that\n"
+    "use /dev/mem, /dev/imanage and the nodes of decoders, encoders, capture and display.";
 
 constexpr char examples[] =
     "Examples:\n"
