@@ -13,11 +13,13 @@
 #include <sys/stat.h>
 
 #include "board/server/command.h"
+#include "board/soon.h"
 
 namespace orka::board {
 namespace {
 
 namespace fs = std::filesystem;
+using orka_test::soon;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -52,14 +54,6 @@ std::string text_of(const fs::path &path)
 bool exists(pid_t process)
 {
     return kill(process, 0) == 0;
-}
-
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 500 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return condition();
 }
 
 /* Every test has a runtime directory of its own, and must leave nothing in it. */

@@ -18,10 +18,12 @@
 #include <sys/wait.h>
 
 #include "board/server/raw_client.h"
+#include "board/soon.h"
 
 namespace orka::board {
 namespace {
 
+using orka_test::soon;
 using protocol::operation;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -110,14 +112,6 @@ class ScriptedDriver final : public Driver {
 size_t open_descriptors()
 {
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
-}
-
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 2000 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return condition();
 }
 
 class ServerTest : public testing::Test {

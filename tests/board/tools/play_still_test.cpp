@@ -10,10 +10,12 @@
 
 #include <unistd.h>
 
+#include "board/soon.h"
 #include "board/tools/support.h"
 
 namespace orka_tools_test {
 
+using orka_test::soon;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
@@ -77,14 +79,6 @@ double psnr(const std::string &one, const std::string &other)
         sum += difference * difference;
     }
     return sum == 0 ? 100 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(one.size()) / sum);
-}
-
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 600 && !condition(); i++)
-        usleep(50'000);
-    return condition();
 }
 
 /* A board that stays, and a player on it that shows its still until it is stopped. */

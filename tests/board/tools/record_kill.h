@@ -4,10 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "board/soon.h"
 #include "board/tools/kill.h"
 #include "board/tools/recorded.h"
 
 namespace orka_tools_test {
+
+using orka_test::soon;
 
 class RecorderKills : public KillsOnABoard {
   protected:
@@ -39,9 +42,7 @@ class RecorderKills : public KillsOnABoard {
     }
     void expect_free_board()
     {
-        for (int i = 0; i < 250 && !all_encoders_idle(); i++)
-            std::this_thread::sleep_for(20ms);
-        EXPECT_TRUE(all_encoders_idle()) << status().dump(1);
+        EXPECT_TRUE(soon([this] { return all_encoders_idle(); })) << status().dump(1);
         EXPECT_EQ(status()["queues"]["blocks"], 0);
     }
     /* On every channel, from the first picture on. */

@@ -10,18 +10,12 @@
 
 #include <unistd.h>
 
+#include "board/soon.h"
 #include "board/tools/support.h"
 
 namespace orka_tools_test {
 
-/* Looks again and again, for half a minute. */
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 600 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    return condition();
-}
+using orka_test::soon;
 
 class Board {
   public:

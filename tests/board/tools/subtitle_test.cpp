@@ -13,12 +13,14 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "board/soon.h"
 #include "board/tools/support.h"
 
 namespace orka_tools_test {
 namespace {
 
 using nlohmann::json;
+using orka_test::soon;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
@@ -31,14 +33,6 @@ constexpr uint32_t picture_ms = 200;
 /* Between pictures, so that each of them lies clearly inside or outside. */
 constexpr uint32_t begin_ms = 350;
 constexpr uint32_t end_ms = 1050;
-
-template <typename Condition>
-bool soon(Condition condition)
-{
-    for (int i = 0; i < 3000 && !condition(); i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return condition();
-}
 
 /* A socket's path is short. */
 std::string own_socket()

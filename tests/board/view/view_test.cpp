@@ -165,20 +165,23 @@ TEST_F(PlayingView, TellsFiguresAndPicturesThatMove)
 
 TEST_F(PlayingView, TellsEachLineOfTheTraceOnce)
 {
-    const json first = json::parse(get("/trace"));
-    ASSERT_FALSE(first["lines"].empty());
-    EXPECT_THAT(first["lines"].dump(), HasSubstr("/orka-play /dev/vdecode IDECODE_"));
+    constexpr uint64_t kept_lines = 1000;
+    json first;
     json next;
+    const auto come = [&] { return next["next"].get<uint64_t>() - first["next"].get<uint64_t>(); };
+    /* A program that fills its queues makes more lines at once than are kept. */
     ASSERT_TRUE(soon([&] {
+        first = json::parse(get("/trace"));
         next = json::parse(get("/trace?since=" + first["next"].dump()));
-        return !next["lines"].empty();
+        return come() > 0 && come() <= kept_lines;
     }));
+    EXPECT_EQ(next["lines"].size(), come());
+    EXPECT_THAT(first["lines"].dump(), HasSubstr("/orka-play /dev/vdecode IDECODE_"));
     std::set<std::string> lines = first["lines"];
     const auto seen = lines.size();
     EXPECT_EQ(seen, first["lines"].size());
     lines.merge(next["lines"].get<std::set<std::string>>());
     EXPECT_EQ(lines.size(), seen + next["lines"].size());
-    EXPECT_EQ(next["next"].get<size_t>() - first["next"].get<size_t>(), next["lines"].size());
 }
 
 TEST_F(PlayingView, IsHeldAndShowsOnePictureForEachStep)
