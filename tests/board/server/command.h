@@ -54,15 +54,9 @@ class Running {
 
     pid_t process() const { return process_; }
 
-    /* Reads standard output until it holds the text; false when it ended before. */
-    bool says(const std::string &text)
-    {
-        while (outcome_.out.find(text) == std::string::npos) {
-            if (!read_some())
-                return false;
-        }
-        return true;
-    }
+    /* Read standard output, or error, until it holds the text; false when both ended before. */
+    bool says(const std::string &text) { return reads(outcome_.out, text); }
+    bool complains(const std::string &text) { return reads(outcome_.err, text); }
     const std::string &out() const { return outcome_.out; }
 
     Outcome finish()
@@ -90,6 +84,15 @@ class Running {
         dup2(err, STDERR_FILENO);
         execvp(argv[0], argv.data());
         _exit(127);
+    }
+
+    bool reads(const std::string &stream, const std::string &text)
+    {
+        while (stream.find(text) == std::string::npos) {
+            if (!read_some())
+                return false;
+        }
+        return true;
     }
 
     /* False when both streams have ended. */

@@ -187,7 +187,7 @@ TEST_F(LauncherTest, AServerThatDiesIsSaidAndTheProgramsStatusStaysItsOwn)
     Running running({board, "run", "--", probe, "linger"});
     ASSERT_TRUE(running.says("lingering"));
     kill(server_of(running.process()), SIGKILL);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_TRUE(running.complains("its devices are gone\n"));
     kill(running.process(), SIGTERM);
     const Outcome outcome = running.finish();
     EXPECT_EQ(outcome.err, "orka-board: the board's server has died; its devices are gone\n");

@@ -7,10 +7,12 @@
 
 #include <unistd.h>
 
+#include "board/soon.h"
 #include "board/tools/support.h"
 
 namespace orka_tools_test {
 
+using orka_test::soon;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
@@ -139,9 +141,10 @@ TEST(Play, TakesFramesAtTheirTimeOnTheRealClock)
 
 TEST(Play, StopsInOrderWhenInterrupted)
 {
-    Process process({ORKA_BOARD_PROGRAM, "run", "--", ORKA_PLAY_PROGRAM, "--clock", "real",
+    const std::string trace = scratch("trace");
+    Process process({ORKA_BOARD_PROGRAM, "run", "--trace", trace, "--", ORKA_PLAY_PROGRAM, "--clock", "real",
                      clip("long.avi", picture_source("176x144", 30) + "-c:v mpeg4")});
-    sleep(1);
+    ASSERT_TRUE(soon([&] { return contents(trace).find("IDECODE_RELEASE_FRAME") != std::string::npos; }));
     process.signal(SIGINT);
     EXPECT_EQ(process.wait(), 130);
     EXPECT_THAT(process.out(), HasSubstr("frames out"));
