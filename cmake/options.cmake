@@ -22,6 +22,7 @@ endif()
 
 set(ORKA_PRESET "custom" CACHE STRING "Name of this build; begins the names of its tests")
 set(ORKA_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
+option(ORKA_COVERAGE "Count with gcov what the library's tests reach" OFF)
 option(ORKA_NATIVE "The board's server and the tools, which run on the machine that builds" ${orka_native_default})
 option(ORKA_TESTS "The tests" ON)
 option(ORKA_BENCH "The benchmarks" ${orka_bench_default})

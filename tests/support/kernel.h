@@ -141,6 +141,9 @@ class Kernel {
     std::string complaints() const;
 };
 
+/* From now on every call is passed on, whatever was scripted: for a process that is about to end. */
+void pass_all_calls();
+
 /* How many mappings of the scripted /dev/mem the process has. */
 int count_memory_mappings();
 
