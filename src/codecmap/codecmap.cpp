@@ -41,7 +41,7 @@ static_assert(std::size(VCODEC_MAP_TAB) == 15 + 1);
 static int32_t look_up(const codec_pair *pair, int32_t codec_pair::*known, int32_t value,
                        int32_t codec_pair::*wanted)
 {
-    for (; pair->dm320 != no_codec && pair->kor != no_codec; pair++) {
+    for (; pair->dm320 != no_codec; pair++) {
         if (pair->*known == value)
             return pair->*wanted;
     }

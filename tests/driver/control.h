@@ -53,6 +53,15 @@ class ControlTest : public DriverTest, public testing::WithParamInterface<Operat
         EXPECT_EQ(call.argument == nullptr, GetParam().sent.empty());
     }
 
+    void expect_sent_again()
+    {
+        kernel.node(GetParam().device.node);
+        kernel.accept(GetParam().device.node, GetParam().request, record_size());
+        EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+        EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+        expect_one_request_twice(kernel);
+    }
+
     /* The request is refused with this result, whatever its sign. */
     void expect_refused(int result)
     {

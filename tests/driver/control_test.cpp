@@ -123,6 +123,11 @@ TEST_P(DecoderControl, SendsExactlyItsRecord)
     expect_sent();
 }
 
+TEST_P(DecoderControl, SendsItsRecordToTheSameNodeAgain)
+{
+    expect_sent_again();
+}
+
 TEST_P(DecoderControl, IsAnErrorWhenTheDriverRefuses)
 {
     expect_refused(-1);

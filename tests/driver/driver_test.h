@@ -114,6 +114,17 @@ inline constexpr Device subtitle_decoder = {
 inline constexpr Device memory = {"/dev/mem", nullptr, "orka_idevice_imem_fd",
                                   "ORKA_IDEVICE: Opening IMEM Device '/dev/mem'."};
 
+/* A node was opened, and asked for the same twice. */
+inline void expect_one_request_twice(const Kernel &kernel)
+{
+    const std::vector<Call> asked = kernel.calls(Fn::ioctl);
+    ASSERT_EQ(asked.size(), 2u);
+    EXPECT_EQ(asked[0].fd, asked[1].fd);
+    EXPECT_EQ(asked[0].request, asked[1].request);
+    EXPECT_EQ(asked[0].sent(), asked[1].sent());
+    EXPECT_EQ(kernel.calls(Fn::open).size(), 1u);
+}
+
 /* The library keeps its descriptors to the end of the process; here, to the end of the test. */
 class DriverTest : public HarnessTest {
   protected:

@@ -88,6 +88,11 @@ TEST_P(EncoderControl, SendsExactlyItsRecord)
     expect_sent();
 }
 
+TEST_P(EncoderControl, SendsItsRecordToTheSameNodeAgain)
+{
+    expect_sent_again();
+}
+
 TEST_P(EncoderControl, IsAnErrorWhenTheDriverRefuses)
 {
     expect_refused(-1);

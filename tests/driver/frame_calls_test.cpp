@@ -216,6 +216,15 @@ TEST_P(TakeFrame, SendsExactlyItsRecord)
     EXPECT_EQ(call.sent(), GetParam().kind.address() + words({250}) + zeros(56));
 }
 
+TEST_P(TakeFrame, SendsItsRecordToTheSameNodeAgain)
+{
+    answer(0, 0);
+    EXPECT_EQ(take(250), ORKA_STATUS_SUCCESS);
+    EXPECT_EQ(take(250), ORKA_STATUS_SUCCESS);
+    expect_one_request_twice(kernel);
+    EXPECT_EQ(frame, frame_with(vbase + 0x100));
+}
+
 TEST_P(TakeFrame, SendsATimeoutWithoutLimitUnchanged)
 {
     answer(0, 0);
@@ -403,6 +412,14 @@ TEST_P(GiveFrame, SendsExactlyItsRecordWithThePhysicalAddress)
     EXPECT_STREQ(call.path, GetParam().kind.device.node);
     EXPECT_EQ(call.request, GetParam().request);
     EXPECT_EQ(call.sent(), GetParam().kind.address() + frame_with(pbase + 0x100));
+}
+
+TEST_P(GiveFrame, SendsItsRecordToTheSameNodeAgain)
+{
+    answer(0);
+    expect_given(ORKA_STATUS_SUCCESS);
+    expect_given(ORKA_STATUS_SUCCESS);
+    expect_one_request_twice(kernel);
 }
 
 TEST_P(GiveFrame, TakesAPositiveResultForSuccess)
