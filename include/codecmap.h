@@ -21,12 +21,12 @@ extern "C" {
 
 /* An audio stream as the host describes it. */
 typedef struct kor_audio_desc {
-    int32_t codec; /* the host's number */
-    uint32_t channels;
+    int32_t codec;        /* the host's number */
+    uint32_t channels;    /* how many */
     uint32_t sample_rate; /* Hz */
     uint32_t bitrate;     /* kbit/s */
-    uint32_t param1;      /* extra1 and extra2 of orka_audio_desc_t */
-    uint32_t param2;
+    uint32_t param1;      /* extra1 of orka_audio_desc_t */
+    uint32_t param2;      /* extra2 */
 } kor_audio_desc_t;
 
 /* A video stream as the host describes it. */

@@ -29,6 +29,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/* A map, behind a pointer that the library gives out. */
 typedef struct orka_bstime orka_bstime_t;
 
 /* A new, empty map, which the caller destroys; NULL, after a report, when there is no memory. */

@@ -27,7 +27,7 @@ extern "C" {
  */
 orka_status_t orka_file_poll_fd(int fd, int timeout, uint16_t events, uint16_t *revents);
 
-/* The same: until there is something to read, room to write, or either. */
+/* orka_file_poll_fd until there is something to read, room to write, or either. */
 orka_status_t orka_file_poll_fd_in(int fd, int timeout);
 orka_status_t orka_file_poll_fd_out(int fd, int timeout);
 orka_status_t orka_file_poll_fd_inout(int fd, int timeout);

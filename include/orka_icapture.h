@@ -5,9 +5,10 @@
  * out, enable it, and open a handle; then get frames and release them, and close the handle at the end.
  *
  * Unless a function says otherwise, it returns
- *   ORKA_STATUS_SUCCESS;
- *   ORKA_STATUS_IO when the capture node cannot be opened;
- *   ORKA_STATUS_ERROR when the driver refuses, which is to answer with a negative result;
+ * - ORKA_STATUS_SUCCESS;
+ * - ORKA_STATUS_IO when the capture node cannot be opened;
+ * - ORKA_STATUS_ERROR when the driver refuses, which is to answer with a negative result;
+ *
  * and reports every failure on standard error. What a search for a mode has to say goes to standard output.
  *
  * All functions may be called from any thread, but a handle is for one thread at a time.
@@ -102,10 +103,11 @@ const char *orka_icapture_passthru_string(int mode);
  */
 orka_capture_handle_t *orka_icapture_init(void);
 
-/* ORKA_STATUS_NULL_POINTER for NULL, ORKA_STATUS_INITIALIZATION for what is not an open handle. */
+/*
+ * Checks a handle, as every function that takes one does: ORKA_STATUS_NULL_POINTER for NULL,
+ * ORKA_STATUS_INITIALIZATION for what is not an open handle.
+ */
 orka_status_t orka_icapture_check_handle(const orka_capture_handle_t *handle);
-
-/* The functions below check their handle, with these statuses. */
 
 /* The size of a frame in pixels; both are written on success alone, and must not be NULL. */
 orka_status_t orka_icapture_get_dim(const orka_capture_handle_t *handle, uint32_t *width, uint32_t *height);

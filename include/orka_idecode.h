@@ -9,9 +9,12 @@
  * and tear it down. The driver keeps this order; the library does not check it.
  *
  * Unless a function says otherwise, it returns
- *   ORKA_STATUS_SUCCESS;
- *   ORKA_STATUS_IO when the driver's node cannot be opened, and from frame calls when the driver refuses;
- *   ORKA_STATUS_ERROR when the driver refuses;
+ * - ORKA_STATUS_SUCCESS;
+ * - ORKA_STATUS_IO when the driver's node cannot be opened, and from frame calls when the driver refuses;
+ * - ORKA_STATUS_ERROR when the driver refuses;
+ * - ORKA_STATUS_NULL_POINTER, if it takes a queue, for a NULL argument;
+ * - ORKA_STATUS_INITIALIZATION, if it takes a queue, for what is not an open queue;
+ *
  * and reports every failure on standard error. A NULL for an argument marked "asserted" aborts the process,
  * in every build. All functions may be called from any thread.
  */
@@ -63,7 +66,7 @@ typedef struct orka_idecode_video_params {
 
 /* What the subtitle decoder is set up with: words between application and driver. */
 typedef struct orka_idecode_subtitle_params {
-    uint32_t words[4];
+    uint32_t words[4]; /* the driver's */
 } orka_idecode_subtitle_params_t;
 
 /* Two gains, each mantissa / 32768 * 2^shift as a power ratio. */
@@ -78,22 +81,23 @@ typedef struct orka_idecode_gain {
  * An open queue, mapped into the process from the get-queue call to orka_idecode_release_queue. Made by the
  * library, owned by the caller, to be read only.
  *
- *          pbase            pbase + length
- *   driver:  |--- buffers ---|
- *          vbase            vbase + length
- *   program: |--- buffers ---|
+ *               pbase            pbase + length
+ *     driver:     |--- buffers ---|
+ *               vbase            vbase + length
+ *     program:    |--- buffers ---|
  */
 typedef struct orka_idecode_queue {
-    uint32_t magic;   /* an ORKA_IDECODE_*_QUEUE */
+    uint32_t magic;   /* an ORKA_IDECODE_..._QUEUE */
     uint32_t version; /* 1 while the queue is open */
-    int32_t channel;
-    int32_t stream; /* 0 for audio */
-    uint32_t queueid;
-    uint32_t length; /* bytes */
-    uint32_t pbase;  /* physical */
-    uint32_t vbase;  /* virtual */
+    int32_t channel;  /* the decoder's */
+    int32_t stream;   /* 0 for audio */
+    uint32_t queueid; /* as it was opened */
+    uint32_t length;  /* bytes */
+    uint32_t pbase;   /* physical */
+    uint32_t vbase;   /* virtual */
 } orka_idecode_queue_t;
 
+/* What a queue is of: its magic. */
 enum {
     ORKA_IDECODE_AUDIO_QUEUE = 0x49445141,   /* "IDQA" */
     ORKA_IDECODE_VIDEO_QUEUE = 0x49445156,   /* "IDQV" */
@@ -102,12 +106,12 @@ enum {
 
 /*
  * A frame: thirteen words, of which the library touches addr alone; the rest is between driver and
- * application.
+ * application. Offsets in bytes.
  */
 typedef struct orka_idecode_frame {
     uint32_t kind;        /* 0: an orka_frame_type_t */
     uint32_t flags;       /* 4: bit 0 key frame, bit 1 codec header, bit 2 damaged */
-    uint32_t number;      /* 8 */
+    uint32_t number;      /* 8: running, from 0 */
     uint32_t addr;        /* 12: the buffer; physical towards the driver, virtual in the application's copy */
     uint32_t size;        /* 16: bytes of data */
     uint32_t width;       /* 20: pixels; audio: sample rate in Hz */
@@ -116,15 +120,14 @@ typedef struct orka_idecode_frame {
     uint32_t stride;      /* 32: bytes */
     uint32_t capacity;    /* 36: bytes */
     uint32_t duration;    /* 40: ms */
-    uint32_t reserved[2]; /* 44 */
+    uint32_t reserved[2]; /* 44: 0 */
 } orka_idecode_frame_t;
 
 /*
- * Parameters.
- *
  * Both fill dparams (asserted) from a descriptor (asserted), send nothing, and return
- *   ORKA_STATUS_OUT_OF_RANGE for a rate that the codec does not have;
- *   ORKA_STATUS_INVALID_PARAMETER for a type that no decoder takes.
+ * - ORKA_STATUS_OUT_OF_RANGE for a rate that the codec does not have;
+ * - ORKA_STATUS_INVALID_PARAMETER for a type that no decoder takes.
+ *
  * A bitrate above 4000 in the descriptor is taken as bit/s, otherwise as kbit/s.
  */
 orka_status_t orka_idecode_get_audio_params(orka_idecode_audio_params_t *dparams,
@@ -154,7 +157,7 @@ orka_status_t orka_idecode_setup_video_decoder(int32_t channel, int32_t stream,
 orka_status_t orka_idecode_setup_subtitle_decoder(const orka_idecode_subtitle_params_t *params);
 orka_status_t orka_idecode_init_video_decoder(int32_t channel, int32_t stream);
 
-/* Running. What flush drops is the driver's to interpret. */
+/* Starting, pausing, searching, flushing and stopping. What flush drops is the driver's to interpret. */
 orka_status_t orka_idecode_start_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_start_video_decoder(int32_t channel, int32_t stream);
 orka_status_t orka_idecode_start_subtitle_decoder(int32_t channel);
@@ -179,6 +182,7 @@ orka_status_t orka_idecode_wait_finish_video_decoder(int32_t channel, int32_t st
 orka_status_t orka_idecode_wait_finish_video_decoder_timeout(int32_t channel, int32_t stream,
                                                              int32_t timeout);
 
+/* Tearing down: the driver takes the decoder's memory back, and its queue. */
 orka_status_t orka_idecode_teardown_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_teardown_video_decoder(int32_t channel, int32_t stream);
 orka_status_t orka_idecode_teardown_subtitle_decoder(int32_t channel);
@@ -203,11 +207,6 @@ orka_idecode_queue_t *orka_idecode_get_video_queueid(int32_t channel, int32_t st
 orka_idecode_queue_t *orka_idecode_get_video_queue(int32_t channel, int32_t stream);
 orka_idecode_queue_t *orka_idecode_get_subtitle_queueid(int32_t channel, uint32_t queueid);
 orka_idecode_queue_t *orka_idecode_get_subtitle_queue(int32_t channel);
-
-/*
- * The functions that take a queue return ORKA_STATUS_NULL_POINTER for a NULL argument and
- * ORKA_STATUS_INITIALIZATION for what is not an open queue.
- */
 
 /*
  * Unmaps and frees a queue. Where unmapping fails its status is returned, and the queue is freed all the
@@ -239,8 +238,8 @@ orka_status_t orka_idecode_release_frame(const orka_idecode_frame_t *frame,
                                          const orka_idecode_queue_t *queue);
 
 /*
- * The same, for queues of one kind only. Mind the names: these get calls are orka_idecode_new_frame, for a
- * frame to fill; a decoded frame is had with orka_idecode_get_frame alone.
+ * Taking a frame to fill and committing it, for queues of one kind only. Mind the names: these get calls are
+ * orka_idecode_new_frame, for a frame to fill; a decoded frame is had with orka_idecode_get_frame alone.
  */
 orka_status_t orka_idecode_get_audio_frame(orka_idecode_frame_t *frame, const orka_idecode_queue_t *queue,
                                            int32_t timeout);

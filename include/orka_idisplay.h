@@ -5,9 +5,10 @@
  * that come out, and enable it. To reach the frame buffers, call orka_idisplay_imaging_setup once.
  *
  * Unless a function says otherwise, it returns
- *   ORKA_STATUS_SUCCESS;
- *   ORKA_STATUS_IO when the display's node, which is that of the decoders' interface, cannot be opened;
- *   ORKA_STATUS_ERROR when the driver refuses, which is to answer with a negative result;
+ * - ORKA_STATUS_SUCCESS;
+ * - ORKA_STATUS_IO when the display's node, which is that of the decoders' interface, cannot be opened;
+ * - ORKA_STATUS_ERROR when the driver refuses, which is to answer with a negative result;
+ *
  * and reports every failure on standard error. What a search for a mode has to say goes to standard output.
  *
  * The ring of outputs and the mapping of the frame buffers belong to the process and have no lock: set them
@@ -47,9 +48,9 @@ typedef struct orka_display_params {
 /* Which mode is wanted, for a source picture of which size. The texts are the caller's. */
 typedef struct orka_display_request {
     const char *device; /* NULL or "" for any */
-    const char *mode;
-    uint32_t width; /* pixels, 0 for none */
-    uint32_t height;
+    const char *mode;   /* likewise */
+    uint32_t width;     /* pixels, 0 for none */
+    uint32_t height;    /* likewise */
 } orka_display_request_t;
 
 /*

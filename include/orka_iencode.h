@@ -11,10 +11,14 @@
  * There is one audio encoder, and a video encoder for each of the channels 0 to 3, with a node of its own.
  *
  * Unless a function says otherwise, it returns
- *   ORKA_STATUS_SUCCESS;
- *   ORKA_STATUS_IO when the driver's node cannot be opened or the channel has none, and from frame calls
- *       when the driver refuses;
- *   ORKA_STATUS_ERROR when the driver refuses;
+ * - ORKA_STATUS_SUCCESS;
+ * - ORKA_STATUS_IO when the driver's node cannot be opened or the channel has none, and from frame calls when
+ *   the driver refuses;
+ * - ORKA_STATUS_ERROR when the driver refuses;
+ * - ORKA_STATUS_NULL_POINTER, if it takes a queue, for a NULL argument;
+ * - ORKA_STATUS_INITIALIZATION, if it takes a queue, for what is not an open queue, or not of the kind in the
+ *   function's name;
+ *
  * and reports every failure on standard error. A NULL for an argument marked "asserted" aborts the process,
  * in every build. All functions may be called from any thread; a queue of audio is for one thread at a time
  * to get and release frames.
@@ -90,12 +94,12 @@ typedef struct orka_iencode_gain {
 
 /*
  * A frame: thirteen words, of which the library reads addr and size alone; the rest is between driver and
- * application.
+ * application. Offsets in bytes.
  */
 typedef struct orka_iencode_frame {
     uint32_t kind;        /* 0: an orka_frame_type_t */
     uint32_t flags;       /* 4: bit 0 key frame, bit 1 codec header, bit 2 damaged */
-    uint32_t number;      /* 8 */
+    uint32_t number;      /* 8: running, from 0 */
     uint32_t addr;        /* 12: the buffer; physical towards the driver, virtual in the application's copy */
     uint32_t size;        /* 16: bytes of data */
     uint32_t width;       /* 20: pixels; audio: sample rate in Hz */
@@ -104,23 +108,23 @@ typedef struct orka_iencode_frame {
     uint32_t stride;      /* 32: bytes */
     uint32_t capacity;    /* 36: bytes */
     uint32_t duration;    /* 40: ms */
-    uint32_t reserved[2]; /* 44 */
+    uint32_t reserved[2]; /* 44: 0 */
 } orka_iencode_frame_t;
 
 /*
  * An open queue, mapped into the process from the get-queue call to orka_iencode_release_queue. Made by the
  * library, owned by the caller, to be read only.
  *
- *          pbase            pbase + length
- *   driver:  |--- buffers ---|
- *          vbase            vbase + length
- *   program: |--- buffers ---|
+ *               pbase            pbase + length
+ *     driver:     |--- buffers ---|
+ *               vbase            vbase + length
+ *     program:    |--- buffers ---|
  */
 typedef struct orka_iencode_queue {
-    uint32_t magic;   /* an ORKA_IENCODE_*_QUEUE */
-    uint32_t version; /* 1 while the queue is open */
-    int32_t channel;
-    uint32_t reserved;
+    uint32_t magic;                 /* an ORKA_IENCODE_..._QUEUE */
+    uint32_t version;               /* 1 while the queue is open */
+    int32_t channel;                /* the encoder's */
+    uint32_t reserved;              /* not used */
     uint32_t queueid;               /* 0 for video and motion vectors */
     uint32_t length;                /* bytes */
     uint32_t pbase;                 /* physical */
@@ -128,6 +132,7 @@ typedef struct orka_iencode_queue {
     orka_iencode_frame_t lastframe; /* last obtained with orka_iencode_get_frame */
 } orka_iencode_queue_t;
 
+/* What a queue is of: its magic. */
 enum {
     ORKA_IENCODE_AUDIO_QUEUE = 0x49514541,        /* "AEQI" in memory */
     ORKA_IENCODE_VIDEO_QUEUE = 0x49515556,        /* "VUQI" */
@@ -135,8 +140,6 @@ enum {
 };
 
 /*
- * Parameters.
- *
  * Both fill eparams (asserted) from a descriptor (asserted) and send nothing.
  *
  * Audio: a bitrate above 4000 in the descriptor is taken as bit/s, otherwise as kbit/s.
@@ -174,7 +177,7 @@ orka_status_t orka_iencode_setup_audio_encoder(const orka_iencode_audio_params_t
 orka_status_t orka_iencode_setup_video_encoder(const orka_iencode_video_params_t *params);
 orka_status_t orka_iencode_init_video_encoder(int32_t channel);
 
-/* Running. */
+/* Starting and stopping. */
 orka_status_t orka_iencode_start_audio_encoder(void);
 orka_status_t orka_iencode_start_video_encoder(int32_t channel);
 orka_status_t orka_iencode_stop_audio_encoder(void);
@@ -200,6 +203,7 @@ orka_status_t orka_iencode_audio_set_gaindb(int32_t first_db, int32_t second_db)
 orka_status_t orka_iencode_audio_passthru_enable(void);
 orka_status_t orka_iencode_audio_passthru_disable(void);
 
+/* Tearing down: the driver takes the encoder's memory back, and its queue. */
 orka_status_t orka_iencode_teardown_audio_encoder(void);
 orka_status_t orka_iencode_teardown_video_encoder(int32_t channel);
 
@@ -211,11 +215,6 @@ orka_iencode_queue_t *orka_iencode_get_audio_queueid(int32_t channel, uint32_t q
 orka_iencode_queue_t *orka_iencode_get_audio_queue(int32_t channel);
 orka_iencode_queue_t *orka_iencode_get_video_queue(int32_t channel);
 orka_iencode_queue_t *orka_iencode_get_video_mv_queue(int32_t channel);
-
-/*
- * The functions that take a queue return ORKA_STATUS_NULL_POINTER for a NULL argument and
- * ORKA_STATUS_INITIALIZATION for what is not an open queue, or not of the kind in the function's name.
- */
 
 /*
  * Unmaps and frees a queue. Where unmapping fails its status is returned, and the queue is freed all the

@@ -26,17 +26,18 @@ extern "C" {
 
 /* A register of a McBSP serial port. */
 typedef struct orka_imem_mcbsp_register {
-    uint16_t address;
-    uint16_t value;
+    uint16_t address; /* within the port */
+    uint16_t value;   /* what it holds */
 } orka_imem_mcbsp_register_t;
 
+/* How many registers a port has. */
 enum { ORKA_IMEM_MCBSP_REGISTERS = 15 };
 
 /* The registers of one port: 64 bytes that travel to the driver and back as they are. */
 typedef struct orka_imem_mcbsp_registers {
-    uint16_t port;
-    uint16_t reserved; /* 0 */
-    orka_imem_mcbsp_register_t rows[ORKA_IMEM_MCBSP_REGISTERS];
+    uint16_t port;                                              /* 0 or 1 */
+    uint16_t reserved;                                          /* 0 */
+    orka_imem_mcbsp_register_t rows[ORKA_IMEM_MCBSP_REGISTERS]; /* one each */
 } orka_imem_mcbsp_registers_t;
 
 /* Where a block of memory comes from. */
@@ -101,11 +102,9 @@ orka_status_t orka_imem_msync(void *address, uint32_t length);
 orka_status_t orka_imem_free(void *vaddr);
 
 /*
- * The DSP's memory window: 64 Ki words of 16 bits, at a fixed physical address. Word indices are not checked
- * against that size.
+ * The size, in words, of the DSP's memory window: 64 Ki words of 16 bits, at a fixed physical address. Word
+ * indices are not checked against that size.
  */
-
-/* The size of the window in words. */
 uint32_t orka_imem_get_dsp_memory_size(void);
 
 /*
@@ -114,7 +113,8 @@ uint32_t orka_imem_get_dsp_memory_size(void);
  */
 void *orka_imem_get_dsp_memory_ptr(void);
 
-/* A new mapping of the window, for read and write; the caller frees it. NULL as above. */
+/* A new mapping of the window, for read and write; the caller frees it. NULL without the node of physical
+ * memory. */
 void *orka_imem_get_dsp_memory_write_ptr(void);
 
 /*

@@ -32,6 +32,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/* A list, behind a pointer that the library gives out. */
 typedef struct orka_llist orka_llist_t;
 
 /*
@@ -40,6 +41,7 @@ typedef struct orka_llist orka_llist_t;
  */
 typedef int32_t (*orka_llist_compare_t)(uintptr_t value, uintptr_t key);
 
+/* What becomes of a value whose list is destroyed. */
 typedef void (*orka_llist_release_t)(uintptr_t value);
 
 /* A new, empty list, which the caller destroys; NULL when memory or a mutex is not to be had. */
@@ -52,8 +54,8 @@ orka_llist_t *orka_llist_init(void);
 orka_status_t orka_llist_destroy(orka_llist_t *list);
 
 /*
- * The same, and hands each value to `release`, in list order, without holding the lock. `release` may be
- * NULL.
+ * Destroys a list as orka_llist_destroy, and hands each value to `release`, in list order, without holding
+ * the lock. `release` may be NULL.
  */
 orka_status_t orka_llist_destroy2(orka_llist_t *list, orka_llist_release_t release);
 

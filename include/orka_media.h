@@ -32,8 +32,8 @@ enum {
 };
 
 /*
- * DETECT and UNKNOWN are one value: DETECT is found by name, and its name is "UNKNOWN". So with the next
- * two.
+ * How sound is coded. DETECT and UNKNOWN are one value: DETECT is found by name, and its name is "UNKNOWN".
+ * So with the next two.
  */
 typedef int32_t orka_audio_type_t;
 enum {
@@ -59,6 +59,7 @@ enum {
     ORKA_AUDIO_TYPE_WMA = 17
 };
 
+/* How video is coded. */
 typedef int32_t orka_video_type_t;
 enum {
     ORKA_VIDEO_TYPE_UNKNOWN = -1,
@@ -80,6 +81,7 @@ enum {
     ORKA_VIDEO_TYPE_JPEG = 14
 };
 
+/* How a still is coded. */
 typedef int32_t orka_image_type_t;
 enum {
     ORKA_IMAGE_TYPE_UNKNOWN = -1,
@@ -125,26 +127,26 @@ enum {
 
 /* An audio stream: eleven words. valid is 1 once orka_media_audio_desc has filled it. */
 typedef struct orka_audio_desc {
-    uint32_t valid;
+    uint32_t valid;         /* 1 or 0 */
     orka_audio_type_t type; /* kept even where the rest was refused */
     uint32_t reserved;      /* 0 */
-    uint32_t channels;
-    uint32_t sample_rate; /* Hz */
-    uint32_t bitrate;     /* kbit/s; GSMAMR: bit/s */
-    uint32_t extra0;      /* extra0 to extra4: words that some codecs want */
-    uint32_t extra1;
-    uint32_t extra2;
-    uint32_t extra3;
-    uint32_t extra4;
+    uint32_t channels;      /* how many */
+    uint32_t sample_rate;   /* Hz */
+    uint32_t bitrate;       /* kbit/s; GSMAMR: bit/s */
+    uint32_t extra0;        /* word 0 of five that some codecs want */
+    uint32_t extra1;        /* word 1 */
+    uint32_t extra2;        /* word 2 */
+    uint32_t extra3;        /* word 3 */
+    uint32_t extra4;        /* word 4 */
 } orka_audio_desc_t;
 
 /* A video stream: five words. valid is 1 once orka_media_video_desc has filled it. */
 typedef struct orka_video_desc {
-    uint32_t valid;
-    orka_video_type_t type;
-    uint32_t aux;    /* 0 */
-    uint32_t width;  /* pixels */
-    uint32_t height; /* pixels */
+    uint32_t valid;         /* 1 or 0 */
+    orka_video_type_t type; /* what it was filled for */
+    uint32_t aux;           /* 0 */
+    uint32_t width;         /* pixels */
+    uint32_t height;        /* pixels */
 } orka_video_desc_t;
 
 /*
@@ -158,12 +160,13 @@ typedef struct orka_video_sei {
     uint8_t changing_slice_group_idc; /* 0 to 3 */
 } orka_video_sei_t;
 
-/* A size of pictures, in pixels; and the usual ones, by name. */
+/* A size of pictures, in pixels. */
 typedef struct orka_resolution {
-    uint32_t width;
-    uint32_t height;
+    uint32_t width;  /* of a line */
+    uint32_t height; /* lines */
 } orka_resolution_t;
 
+/* The usual sizes, by name. */
 static const orka_resolution_t d1_resolution = {720, 480};
 static const orka_resolution_t hd1_resolution = {720, 240};
 static const orka_resolution_t vga_resolution = {640, 480};
@@ -185,7 +188,8 @@ orka_audio_type_t orka_media_audio_type(const char *audio_string);
 orka_video_type_t orka_media_video_type(const char *video_string);
 orka_image_type_t orka_media_image_type(const char *image_string);
 
-/* Likewise, but UNKNOWN, -1, where no type has that name, and for NULL, which is reported. */
+/* The value of a name, whole and in any case; UNKNOWN, -1, where no type has that name, and for NULL, which
+ * is reported. */
 orka_file_type_t orka_media_file_type_by_name(const char *name);
 orka_mux_type_t orka_media_mux_type_by_name(const char *name);
 
@@ -251,7 +255,8 @@ orka_file_type_t orka_media_file_type2(const char *file_name, orka_audio_desc_t 
  */
 const char *orka_media_get_audio_framework(const char *codec_name, orka_audio_type_t audio_type);
 
-/* Likewise "raw", "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv"; the name is asserted. */
+/* The framework of a video codec: "raw", "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv";
+ * the name is asserted. */
 const char *orka_media_get_video_framework(const char *codec_name, orka_video_type_t video_type);
 
 /*
@@ -264,8 +269,8 @@ const char *orka_media_get_video_framework(const char *codec_name, orka_video_ty
 int32_t orka_media_check_video_keyframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
 
 /*
- * The same for a predicted frame. Of MPEG2 a sequence header is asked for, as for a key frame; of H264 the
- * codes 57 and 07.
+ * orka_media_check_video_keyframe for a predicted frame. Of MPEG2 a sequence header is asked for, as for a
+ * key frame; of H264 the codes 57 and 07.
  */
 int32_t orka_media_check_video_Pframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
 

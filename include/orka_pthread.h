@@ -81,20 +81,21 @@ orka_status_t orka_pthread_setschedparam_debug(pthread_t *thread, int policy, in
 
 /* Mutexes */
 
+/* Makes a mutex. */
 orka_status_t orka_pthread_mutex_init(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_init_debug(pthread_mutex_t *mutex, const char *function, int line);
 
-/* Fails while the mutex is locked. */
+/* Destroys a mutex; fails while it is locked. */
 orka_status_t orka_pthread_mutex_destroy(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_destroy_debug(pthread_mutex_t *mutex, const char *function, int line);
 
-/* Waits without limit. */
+/* Locks a mutex; waits for it without limit. */
 orka_status_t orka_pthread_mutex_lock(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_lock_debug(pthread_mutex_t *mutex, const char *function, int line);
 
 /*
- * The same, where going on without the mutex makes no sense: a failure prints a "Fatal Mutex Lock Error" line
- * on standard output, in the plain form too, and ends the process with exit(1).
+ * Locks a mutex where going on without the mutex makes no sense: a failure prints a "Fatal Mutex Lock Error"
+ * line on standard output, in the plain form too, and ends the process with exit(1).
  */
 orka_status_t orka_pthread_mutex_lock_or_die(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_lock_or_die_debug(pthread_mutex_t *mutex, const char *function, int line);
@@ -103,18 +104,21 @@ orka_status_t orka_pthread_mutex_lock_or_die_debug(pthread_mutex_t *mutex, const
 orka_status_t orka_pthread_mutex_trylock(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_trylock_debug(pthread_mutex_t *mutex, const char *function, int line);
 
+/* Gives the mutex back. */
 orka_status_t orka_pthread_mutex_unlock(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_unlock_debug(pthread_mutex_t *mutex, const char *function, int line);
 
-/* The same; a failure prints a "Fatal Mutex UnLock Error" line on standard output and ends with exit(1). */
+/* Unlocks; a failure prints a "Fatal Mutex UnLock Error" line on standard output and ends with exit(1). */
 orka_status_t orka_pthread_mutex_unlock_or_die(pthread_mutex_t *mutex);
 orka_status_t orka_pthread_mutex_unlock_or_die_debug(pthread_mutex_t *mutex, const char *function, int line);
 
 /* Condition variables */
 
+/* Makes a condition variable. */
 orka_status_t orka_pthread_cond_init(pthread_cond_t *cond);
 orka_status_t orka_pthread_cond_init_debug(pthread_cond_t *cond, const char *function, int line);
 
+/* Destroys a condition variable that nobody waits for. */
 orka_status_t orka_pthread_cond_destroy(pthread_cond_t *cond);
 orka_status_t orka_pthread_cond_destroy_debug(pthread_cond_t *cond, const char *function, int line);
 
@@ -126,7 +130,8 @@ orka_status_t orka_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mute
 orka_status_t orka_pthread_cond_wait_debug(pthread_cond_t *cond, pthread_mutex_t *mutex, const char *function,
                                            int line);
 
-/* The same; a failure prints a "Fatal Wait Cond Error" line on standard output and ends with exit(1). */
+/* orka_pthread_cond_wait; a failure prints a "Fatal Wait Cond Error" line on standard output and ends with
+ * exit(1). */
 orka_status_t orka_pthread_cond_wait_or_die(pthread_cond_t *cond, pthread_mutex_t *mutex);
 orka_status_t orka_pthread_cond_wait_or_die_debug(pthread_cond_t *cond, pthread_mutex_t *mutex,
                                                   const char *function, int line);

@@ -26,32 +26,32 @@ extern "C" {
  */
 typedef int32_t orka_status_t;
 
+/* All statuses there are. */
 enum {
-    ORKA_STATUS_TIMEOUT = 2,
-    ORKA_STATUS_COMPLETED = 1,
-    ORKA_STATUS_SUCCESS = 0,
-    ORKA_STATUS_ERROR = -1,
-    ORKA_STATUS_NULL_POINTER = -2,
-    ORKA_STATUS_INVALID_PARAMETER = -3,
-    ORKA_STATUS_OUT_OF_RANGE = -4,
-    ORKA_STATUS_INITIALIZATION = -5, /* a handle that is no valid handle, or no longer one */
-    ORKA_STATUS_VERSION = -6,
-    ORKA_STATUS_INSUFFICIENT_MEMORY = -7,
-    ORKA_STATUS_INSUFFICIENT_DATA = -8,
-    ORKA_STATUS_INVALID_STATE = -9,
-    ORKA_STATUS_INTR = -10,     /* interrupted by a signal */
-    ORKA_STATUS_CRUNTIME = -11, /* the C library refused something that it should not refuse */
-    ORKA_STATUS_THREAD = -12,
-    ORKA_STATUS_MUTEX = -13, /* of mutexes and of condition variables */
-    ORKA_STATUS_ADDRESS_RESOLUTION = -14,
-    ORKA_STATUS_IO = -15,
-    ORKA_STATUS_FILE = -16,
-    ORKA_STATUS_NETWORK = -17
+    ORKA_STATUS_TIMEOUT = 2,              /* the time that was allowed ran out */
+    ORKA_STATUS_COMPLETED = 1,            /* the application's: no call returns it */
+    ORKA_STATUS_SUCCESS = 0,              /* done */
+    ORKA_STATUS_ERROR = -1,               /* failed, or refused by the driver */
+    ORKA_STATUS_NULL_POINTER = -2,        /* a pointer is NULL that must not be */
+    ORKA_STATUS_INVALID_PARAMETER = -3,   /* a value that means nothing here */
+    ORKA_STATUS_OUT_OF_RANGE = -4,        /* a value beyond its limits */
+    ORKA_STATUS_INITIALIZATION = -5,      /* a handle that is no valid handle, or no longer one */
+    ORKA_STATUS_VERSION = -6,             /* the application's: no call returns it */
+    ORKA_STATUS_INSUFFICIENT_MEMORY = -7, /* no memory is left */
+    ORKA_STATUS_INSUFFICIENT_DATA = -8,   /* the application's: no call returns it */
+    ORKA_STATUS_INVALID_STATE = -9,       /* the application's: no call returns it */
+    ORKA_STATUS_INTR = -10,               /* interrupted by a signal */
+    ORKA_STATUS_CRUNTIME = -11,           /* the C library refused something that it should not refuse */
+    ORKA_STATUS_THREAD = -12,             /* of threads */
+    ORKA_STATUS_MUTEX = -13,              /* of mutexes and of condition variables */
+    ORKA_STATUS_ADDRESS_RESOLUTION = -14, /* the application's: no call returns it */
+    ORKA_STATUS_IO = -15,                 /* a device is not there, or an exchange with it failed */
+    ORKA_STATUS_FILE = -16,               /* the application's: no call returns it */
+    ORKA_STATUS_NETWORK = -17             /* the application's: no call returns it */
 };
 
 /* A switch that may also be left to the library. */
 typedef int32_t orka_enable_mode_t;
-
 enum { ORKA_ENABLE_MODE_AUTO = -1, ORKA_ENABLE_MODE_OFF = 0, ORKA_ENABLE_MODE_ON = 1 };
 
 /* The text of a status, "SUCCESS" or "ERROR(I/O)" say; "INVALID STATUS" for any other number. */

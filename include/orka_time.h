@@ -22,7 +22,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/* Conversions. A timeval that is NULL gives 0. */
+/* Between seconds, milliseconds and the system's timeval. A timeval that is NULL gives 0. */
 uint32_t orka_time_convert_seconds_to_msec(uint32_t seconds);
 void orka_time_convert_msec_to_timeval(struct timeval *time, uint32_t msec);
 uint32_t orka_time_convert_timeval_to_msec(const struct timeval *time);

@@ -28,8 +28,8 @@ extern "C" {
 int32_t orka_video_utils_encode_vol_header(uint32_t width, uint32_t height, uint8_t *buffer, uint32_t *size);
 
 /*
- * The same with two choices more, and without looking at the buffer's size: stores the length in size and
- * returns it. With a mode other than 1 a visual object start code comes first, which makes 26 bytes.
+ * That header with two choices more, and without looking at the buffer's size: stores the length in size
+ * and returns it. With a mode other than 1 a visual object start code comes first, which makes 26 bytes.
  * time_resolution, of which the low 16 bits are taken, is in ticks a second. No pointer is asserted.
  */
 int32_t orka_video_utils_encode_vol_header_actual(uint32_t mode, uint32_t width, uint32_t height,
