@@ -1,4 +1,5 @@
 #include "dsp/codec.h"
+#include "dsp/needed_codecs.h"
 
 #include <algorithm>
 #include <array>
@@ -270,6 +271,20 @@ std::unique_ptr<AudioDecoder> AudioDecoder::create(const orka_idecode_audio_para
     const auto codec = std::ranges::find(codecs, params.codec, &AudioCodec::number);
     why = codec == codecs.end() ? why_refused(params.codec) : objection(*codec, params);
     return why.empty() ? std::make_unique<AvAudioDecoder>(*codec, params) : nullptr;
+}
+
+/* Those that bytes choose, and those that the setup alone does. */
+DecoderList audio_decoders_needed()
+{
+    DecoderList needed = {AV_CODEC_ID_MP1, AV_CODEC_ID_MP2, AV_CODEC_ID_WMAV1, AV_CODEC_ID_VORBIS};
+    for (const AudioCodec &codec : codecs) {
+        for (const auto choice : {codec.choose, codec.variant}) {
+            const AVCodecID chosen = choice ? choice({}, {}) : AV_CODEC_ID_NONE;
+            if (chosen != AV_CODEC_ID_NONE)
+                needed.push_back(chosen);
+        }
+    }
+    return needed;
 }
 
 } // namespace orka::board

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "dsp/coding.h"
+#include "dsp/needed_codecs.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -376,6 +377,11 @@ std::unique_ptr<AudioEncoder> AudioEncoder::create(const orka_iencode_audio_para
         return encoder;
     why = "audio codec " + std::to_string(codec->number) + " (" + codec->name + "): " + encoder->error();
     return nullptr;
+}
+
+EncoderList audio_encoders_needed()
+{
+    return encoders_of(codecs);
 }
 
 } // namespace orka::board

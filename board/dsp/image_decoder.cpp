@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "dsp/decoded_picture.h"
+#include "dsp/needed_codecs.h"
 #include "dsp/on_black.h"
 #include "dsp/stream.h"
 #include "orka_media.h"
@@ -161,6 +162,14 @@ std::unique_ptr<VideoDecoder> create_image_decoder(const ImageSetup &setup, std:
     else
         return std::make_unique<ImageDecoder>(setup);
     return nullptr;
+}
+
+DecoderList image_decoders_needed()
+{
+    DecoderList needed;
+    for (const ImageType &type : types)
+        needed.push_back(type.codec);
+    return needed;
 }
 
 } // namespace orka::board

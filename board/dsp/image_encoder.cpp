@@ -6,6 +6,7 @@
 #include "dsp/capture_scaler.h"
 #include "dsp/coding.h"
 #include "dsp/image_decoder.h"
+#include "dsp/needed_codecs.h"
 #include "orka_media.h"
 
 extern "C" {
@@ -135,6 +136,11 @@ std::unique_ptr<ImageEncoder> ImageEncoder::create(const ImageCoding &coding, st
         return encoder;
     why = encoder->error();
     return nullptr;
+}
+
+EncoderList image_encoders_needed()
+{
+    return encoders_of(types);
 }
 
 } // namespace orka::board

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "dsp/decoded_picture.h"
+#include "dsp/needed_codecs.h"
 #include "dsp/stream.h"
 
 namespace orka::board {
@@ -182,6 +183,17 @@ std::unique_ptr<VideoDecoder> VideoDecoder::create(const orka_idecode_video_para
         return nullptr;
     return std::make_unique<AvVideoDecoder>(*codec, static_cast<int>(params.width),
                                             static_cast<int>(params.height));
+}
+
+/* Those that bytes choose, and those that the number alone does. */
+DecoderList video_decoders_needed()
+{
+    DecoderList needed = {AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263, AV_CODEC_ID_VC1, AV_CODEC_ID_WMV3};
+    for (const VideoCodec &codec : codecs) {
+        if (const AVCodecID chosen = codec.choose({}, {}); chosen != AV_CODEC_ID_NONE)
+            needed.push_back(chosen);
+    }
+    return needed;
 }
 
 } // namespace orka::board

@@ -9,6 +9,7 @@
 #include "dsp/capture_scaler.h"
 #include "dsp/coding.h"
 #include "dsp/motion_vectors.h"
+#include "dsp/needed_codecs.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -362,6 +363,13 @@ std::unique_ptr<VideoEncoder> VideoEncoder::create(const orka_iencode_video_para
         return encoder;
     why = subject_of(*codec) + encoder->error();
     return nullptr;
+}
+
+EncoderList video_encoders_needed()
+{
+    EncoderList names = encoders_of(codecs);
+    names.push_back(h263.encoder);
+    return names;
 }
 
 } // namespace orka::board

@@ -1,3 +1,4 @@
+#include "server/doctor.h"
 #include "server/inspection.h"
 #include "server/launcher.h"
 
@@ -15,6 +16,8 @@ int main(int argc, char **argv)
         return save_screenshot(command);
     case Action::status:
         return print_status(command);
+    case Action::doctor:
+        return print_examination(command);
     case Action::nothing:
         break;
     }

@@ -33,8 +33,10 @@ constexpr char examples[] =
     "  orka-board run --clock real --view -- ./player a.avi   ... and watched in a browser\n"
     "  orka-board screenshot shot.png               save what the board of $ORKA_BOARD shows\n"
     "  orka-board status --board SOCKET             tell what that board does\n"
+    "  orka-board doctor                            look whether this machine has all that a board needs\n"
     "\n"
-    "The exit status of screenshot and status is 1 when they failed. That of run is the program's own; 128 + "
+    "The exit status of screenshot and status is 1 when they failed, that of doctor when something is "
+    "missing. That of run is the program's own; 128 + "
     "N when signal N killed it; 127 or 126 when it was\n"
     "not found or cannot be executed; 125 when the board failed; 2 for a wrong command line.";
 
@@ -65,6 +67,15 @@ void add_view_option(CLI::App &app, Command &command)
         ->type_name("[ADDRESS:PORT]");
 }
 
+void add_shims_option(CLI::App &app, Command &command)
+{
+    app.add_option(
+           "--shims", command.shims,
+           "Look for the shims in DIR, as lib/<triple>/liborka-board-shim.so, before the usual places")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+}
+
 void add_board_options(CLI::App &app, Command &command)
 {
     app.add_option("--memory", command.board.memory_mib, "Physical memory in MiB")
@@ -90,11 +101,17 @@ void add_board_options(CLI::App &app, Command &command)
         ->type_name("FILE");
     app.add_option("--log", command.board.log, "Write the board's log to FILE too")->type_name("FILE");
     add_view_option(app, command);
-    app.add_option(
-           "--shims", command.shims,
-           "Look for the shims in DIR, as lib/<triple>/liborka-board-shim.so, before the usual places")
-        ->type_name("DIR")
-        ->allow_extra_args(false);
+    add_shims_option(app, command);
+}
+
+void define_doctor(CLI::App &app, Command &command)
+{
+    CLI::App &doctor = *app.add_subcommand(
+        "doctor",
+        "Look whether this machine has what a board and its programs need, and say what to do about what it "
+        "has not: a line each, which begins with ok, warning (not every program needs it) or missing");
+    add_shims_option(doctor, command);
+    doctor.add_flag("--json", command.json, "As JSON, for programs");
 }
 
 void add_running_board(CLI::App &app, Command &command)
@@ -143,6 +160,7 @@ void define(CLI::App &app, Command &command)
         ->type_name("PATH");
 
     define_inspection(app, command);
+    define_doctor(app, command);
     manual::add_options(app, ORKA_VERSION);
 }
 
@@ -165,7 +183,8 @@ Action action_of(const CLI::App &app)
     constexpr std::pair<const char *, Action> actions[] = {{"run", Action::run},
                                                            {"serve", Action::serve},
                                                            {"screenshot", Action::screenshot},
-                                                           {"status", Action::status}};
+                                                           {"status", Action::status},
+                                                           {"doctor", Action::doctor}};
     for (const auto &[name, action] : actions) {
         if (app.got_subcommand(name))
             return action;

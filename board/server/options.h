@@ -26,7 +26,7 @@ struct BoardOptions {
     std::optional<ViewAddress> view;
 };
 
-enum class Action { run, serve, screenshot, status, nothing };
+enum class Action { run, serve, screenshot, status, doctor, nothing };
 
 struct Command {
     Action action = Action::nothing;
@@ -37,7 +37,7 @@ struct Command {
     std::vector<std::string> program; /* run */
     std::string file;                 /* screenshot; "-" is standard output */
     protocol::plane plane = protocol::plane::composed;
-    bool json = false; /* status */
+    bool json = false; /* status, doctor */
 };
 
 /* Says on the standard streams what there is to say: help, the version, an error. */

@@ -16,16 +16,9 @@ namespace orka::board {
 namespace {
 
 constexpr char default_path[] = "/usr/local/bin:/usr/bin:/bin";
-constexpr char arm_system[] = "/usr/arm-linux-gnueabi";
 
-struct architecture {
-    uint16_t machine;
-    const char *name;
-    const char *triple;
-    const char *preset; /* that builds its shim; null for one that none builds */
-};
-
-constexpr architecture architectures[] = {
+/* Those with shims first. */
+constexpr Architecture architectures[] = {
     {EM_X86_64, "x86-64", "x86_64-linux-gnu", "host"},
     {EM_386, "i686", "i386-linux-gnu", "i686"},
     {EM_ARM, "ARM", "arm-linux-gnueabi", "armel"},
@@ -82,7 +75,7 @@ void inspect(std::ifstream &file, Program &program)
     program.elf = true;
     program.arm = header.e_machine == EM_ARM;
     program.architecture = "machine " + std::to_string(header.e_machine);
-    for (const architecture &known : architectures) {
+    for (const Architecture &known : architectures) {
         if (known.machine == header.e_machine) {
             program.architecture = known.name;
             program.triple = known.triple;
@@ -98,6 +91,24 @@ void inspect(std::ifstream &file, Program &program)
     }
 }
 
+} // namespace
+
+std::span<const Architecture> architectures_with_shims()
+{
+    const auto end = std::ranges::find(architectures, nullptr, &Architecture::preset);
+    return {std::begin(architectures), end};
+}
+
+std::string how_to_build_shim(const std::string &triple)
+{
+    for (const Architecture &known : architectures_with_shims()) {
+        if (triple == known.triple)
+            return std::string("`cmake --preset ") + known.preset + " && cmake --build --preset " +
+                   known.preset + "` builds it, --shims DIR names its place";
+    }
+    return "";
+}
+
 bool kernel_runs_arm()
 {
     std::ifstream entry("/proc/sys/fs/binfmt_misc/qemu-arm");
@@ -105,26 +116,14 @@ bool kernel_runs_arm()
     return std::getline(entry, state) && state == "enabled";
 }
 
-std::string remedy_for(const Program &program)
+Program look_at(const std::string &path)
 {
-    for (const architecture &known : architectures) {
-        if (known.preset && program.triple == known.triple)
-            return std::string("; `cmake --preset ") + known.preset + " && cmake --build --preset " +
-                   known.preset + "` builds it, --shims DIR names its place";
-    }
-    return "";
-}
-
-} // namespace
-
-Program find_program(const std::string &name, int &error)
-{
-    Program program{.path = search(name, error)};
+    Program program{.path = path};
     struct stat status {};
     unsigned char identity[EI_NIDENT] = {};
-    std::ifstream file(program.path, std::ios::binary);
+    std::ifstream file(path, std::ios::binary);
 
-    if (error != 0 || stat(program.path.c_str(), &status) != 0)
+    if (stat(path.c_str(), &status) != 0)
         return program;
     program.privileged = (status.st_mode & (S_ISUID | S_ISGID)) != 0;
     if (!read_at(file, 0, identity) || memcmp(identity, ELFMAG, SELFMAG) != 0)
@@ -134,6 +133,12 @@ Program find_program(const std::string &name, int &error)
     else
         inspect<Elf32_Ehdr, Elf32_Phdr>(file, program);
     return program;
+}
+
+Program find_program(const std::string &name, int &error)
+{
+    const std::string path = search(name, error);
+    return error == 0 ? look_at(path) : Program{.path = path};
 }
 
 Invocation invocation_of(const Program &program, const std::vector<std::string> &arguments,
@@ -167,9 +172,11 @@ std::string why_not_connected(const Program &program, const std::vector<std::str
         return what + " is set-user-ID or set-group-ID, and nothing can be preloaded into such a program";
     if (program.elf && !program.interpreted)
         return what + " is statically linked, and nothing can be preloaded into such a program";
-    if (program.elf && std::ranges::count(shim_triples, program.triple) == 0)
+    if (program.elf && std::ranges::count(shim_triples, program.triple) == 0) {
+        const std::string remedy = how_to_build_shim(program.triple);
         return what + " is a program for " + program.architecture + ", whose shim is missing" +
-               remedy_for(program);
+               (remedy.empty() ? "" : "; " + remedy);
+    }
     return what +
            " did not load the board's shim (an emptied environment, or a loader that preloads nothing)";
 }

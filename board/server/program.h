@@ -2,10 +2,26 @@
 #ifndef ORKA_BOARD_SERVER_PROGRAM_H
 #define ORKA_BOARD_SERVER_PROGRAM_H
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace orka::board {
+
+struct Architecture {
+    uint16_t machine;
+    const char *name;   /* for people */
+    const char *triple; /* of its shim; empty where there is none */
+    const char *preset; /* that builds its shim; null for one that none builds */
+};
+
+std::span<const Architecture> architectures_with_shims();
+std::string how_to_build_shim(const std::string &triple);
+
+/* Where Debian's cross packages put what ARM programs need. */
+inline constexpr char arm_system[] = "/usr/arm-linux-gnueabi";
+bool kernel_runs_arm();
 
 struct Program {
     std::string path;
@@ -16,6 +32,9 @@ struct Program {
     std::string architecture; /* for people */
     std::string triple;       /* of the shim it needs; empty for an architecture that has none */
 };
+
+/* What a file is, whether it can be executed or not. */
+Program look_at(const std::string &path);
 
 /* As a shell finds it. error: 0, ENOENT, or what keeps it from being executed. */
 Program find_program(const std::string &name, int &error);

@@ -1,6 +1,5 @@
 #include "server/runtime_directory.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -20,15 +19,6 @@ bool fit_for_preloading(const std::string &path)
     return path.starts_with('/') && path.find_first_of(" :,$\t\n") == std::string::npos;
 }
 
-std::string runtime_root()
-{
-    const char *const chosen = getenv("XDG_RUNTIME_DIR");
-    std::error_code ignored;
-    if (chosen && fit_for_preloading(chosen) && fs::is_directory(chosen, ignored))
-        return chosen;
-    return "/tmp";
-}
-
 /*
  * Where shims stand: beside the program as it was built or installed, and in the builds for other ABIs next
  * to it.
@@ -44,6 +34,15 @@ std::vector<fs::path> shim_directories(const std::vector<std::string> &preferred
 
 } // namespace
 
+std::string runtime_root()
+{
+    const char *const chosen = getenv("XDG_RUNTIME_DIR");
+    std::error_code ignored;
+    if (chosen && fit_for_preloading(chosen) && fs::is_directory(chosen, ignored))
+        return chosen;
+    return "/tmp";
+}
+
 std::string make_runtime_directory()
 {
     std::string name = runtime_root() + "/orka-board-XXXXXX";
@@ -52,21 +51,28 @@ std::string make_runtime_directory()
     return name;
 }
 
+ShimFiles shims_by_triple(const std::vector<std::string> &preferred)
+{
+    ShimFiles shims;
+    for (const fs::path &place : shim_directories(preferred)) {
+        std::error_code missing;
+        for (const auto &entry : fs::directory_iterator(place / "lib", missing)) {
+            if (fs::exists(entry.path() / shim_name))
+                shims.emplace(entry.path().filename(), fs::canonical(entry.path() / shim_name));
+        }
+    }
+    return shims;
+}
+
 std::vector<std::string> link_shims(const std::string &directory, const std::vector<std::string> &preferred)
 {
     std::vector<std::string> triples;
 
-    for (const fs::path &place : shim_directories(preferred)) {
-        std::error_code missing;
-        for (const auto &entry : fs::directory_iterator(place / "lib", missing)) {
-            const std::string triple = entry.path().filename();
-            if (!fs::exists(entry.path() / shim_name) || std::ranges::count(triples, triple) != 0)
-                continue;
-            const fs::path link = fs::path(directory) / "shims/lib" / triple;
-            fs::create_directories(link);
-            fs::create_symlink(fs::canonical(entry.path() / shim_name), link / shim_name);
-            triples.push_back(triple);
-        }
+    for (const auto &[triple, shim] : shims_by_triple(preferred)) {
+        const fs::path link = fs::path(directory) / "shims/lib" / triple;
+        fs::create_directories(link);
+        fs::create_symlink(shim, link / shim_name);
+        triples.push_back(triple);
     }
     return triples;
 }

@@ -5,10 +5,19 @@
 #ifndef ORKA_BOARD_SERVER_RUNTIME_DIRECTORY_H
 #define ORKA_BOARD_SERVER_RUNTIME_DIRECTORY_H
 
+#include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace orka::board {
+
+/* In which directory boards make theirs. */
+std::string runtime_root();
+
+using ShimFiles = std::map<std::string, std::filesystem::path>;
+/* The shims that are found, by their ABIs' triples: in the preferred directories, then beside the program. */
+ShimFiles shims_by_triple(const std::vector<std::string> &preferred);
 
 /* Both of these throw std::system_error. A directory of mode 0700 with a new name. */
 std::string make_runtime_directory();
