@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -278,6 +279,31 @@ TEST(DspMemory, EndsTheProcessWhenTheSystemRefusesTheMapping)
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.error, error_line("orka_imem_mmap_actual", "ORKA_IMEM: MMapping Memory.", ENOMEM) +
                                 fatal_line("orka_imem_get_pageaddr", "ORKA_IMEM: Invalid Page Address."));
+}
+
+void expect_death(Fn fn, const char *death, void (*call)())
+{
+    const Ending ending = end_of([=](Kernel &kernel) {
+        kernel.node("/dev/mem");
+        orka_imem_get_dsp_memory_ptr();
+        kernel.fail(fn, {.result = EINVAL});
+        call();
+    });
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_THAT(ending.output, testing::MatchesRegex(death));
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST(DspMemory, EndsTheProcessWhenItCannotBeLocked)
+{
+    expect_death(Fn::mutex_lock, quiet_lock_death, [] { orka_imem_get_dsp_memory_ptr(); });
+    expect_death(Fn::mutex_lock, quiet_lock_death, [] { orka_imem_free_dsp_memory_ptr(nullptr); });
+}
+
+TEST(DspMemory, EndsTheProcessWhenItCannotBeUnlocked)
+{
+    expect_death(Fn::mutex_unlock, quiet_unlock_death, [] { orka_imem_get_dsp_memory_ptr(); });
+    expect_death(Fn::mutex_unlock, quiet_unlock_death, [] { orka_imem_free_dsp_memory_ptr(nullptr); });
 }
 
 /* Serial ports */

@@ -87,11 +87,6 @@ const Accessor accessors[] = {
      "ORKA_IDEVICE: Opening Image Encoding Device '/dev/imgencode'."},
 };
 
-constexpr const char *quiet_lock_death = R"(\(\):\[-1\] Fatal Mutex Lock Error \[0x[0-9A-F]{8}\]\.
-)";
-constexpr const char *quiet_unlock_death = R"(\(\):\[-1\] Fatal Mutex UnLock Error \[0x[0-9A-F]{8}\]\.
-)";
-
 using Paths = std::vector<std::string>;
 
 void open_all(Kernel &kernel)

@@ -383,6 +383,22 @@ TEST(ImemAllocation, EndsTheProcessWhenTheMappingFails)
         error_line("orka_imem_mmap_actual", "ORKA_IMEM: MMapping Memory.", EAGAIN) + invalid_page);
 }
 
+TEST(ImemAllocation, EndsTheProcessWhenTheListOfBlocksCannotBeLockedOrUnlocked)
+{
+    for (auto [fn, death] :
+         {std::pair{Fn::mutex_lock, quiet_lock_death}, std::pair{Fn::mutex_unlock, quiet_unlock_death}}) {
+        const Ending ending = end_of([fn = fn](Kernel &kernel) {
+            serve(kernel);
+            orka_idevice_imanage_fd();
+            kernel.fail(fn, {.result = EINVAL});
+            orka_imem_alloc(100);
+        });
+        EXPECT_EQ(ending.status, 1);
+        EXPECT_THAT(ending.output, testing::MatchesRegex(death));
+        EXPECT_EQ(ending.error, "");
+    }
+}
+
 TEST(ImemAllocation, EndsTheProcessWhenTheBlockLiesInPageZero)
 {
     expect_fatal(

@@ -19,6 +19,13 @@ struct Ending {
     std::string error;
 };
 
+/* What a quiet `_or_die` call on a mutex writes to standard output before it ends the process, as a pattern.
+ */
+inline constexpr const char *quiet_lock_death = R"(\(\):\[-1\] Fatal Mutex Lock Error \[0x[0-9A-F]{8}\]\.
+)";
+inline constexpr const char *quiet_unlock_death = R"(\(\):\[-1\] Fatal Mutex UnLock Error \[0x[0-9A-F]{8}\]\.
+)";
+
 /* Runs the body in a child; a body that returns ends the child with status 0, without exit handlers. */
 Ending end_of(const std::function<void(Kernel &kernel)> &body);
 

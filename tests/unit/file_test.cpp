@@ -246,6 +246,18 @@ TEST_F(File, DupNeverHandsOutDescriptorZero)
     });
 }
 
+TEST_F(File, DupTakesNoNoticeOfAZeroThatCannotBeClosed)
+{
+    in_fresh_process([this](Harness &inner) {
+        close(0);
+        inner.kernel.fail(Fn::close, {.error = EIO});
+        const int fd = orka_file_dup_fd(pipe_[0]);
+        EXPECT_GT(fd, 0);
+        EXPECT_NE(fcntl(0, F_GETFD), -1);
+        close(fd);
+    });
+}
+
 TEST_F(File, DupWhoseSecondTryFailsGivesMinusOneAndClosesZero)
 {
     in_fresh_process([this](Harness &inner) {
@@ -415,6 +427,21 @@ TEST_F(File, ARegisteredDescriptorIsFlushedAndClosedAtExit)
     });
     EXPECT_EQ(ending.status, 5);
     EXPECT_EQ(ending.output, "registered 0\nfsync 90\nclose 90\n");
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST_F(File, ARegisteredDescriptorThatCannotBeFlushedIsClosedAllTheSame)
+{
+    const Ending ending = end_of([this](Kernel &scripted) {
+        static Kernel *seen = &scripted;
+        dup2(open_file(), 90);
+        atexit([] { printf("closed %d\n", seen->calls(Fn::close).at(0).fd); });
+        seen->forget_calls();
+        orka_file_register_onexit_close_fd(90);
+        seen->fail(Fn::fsync, {.error = EIO});
+        exit(0);
+    });
+    EXPECT_EQ(ending.output, "closed 90\n");
     EXPECT_EQ(ending.error, "");
 }
 

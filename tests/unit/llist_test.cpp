@@ -153,6 +153,16 @@ TEST_F(Llist, DestructionDestroysTheMutexAfterUnlockingIt)
     EXPECT_EQ(calls[2].fn, Fn::mutex_destroy);
 }
 
+TEST_F(Llist, DestructionTakesNoNoticeOfAMutexThatCannotBeDestroyed)
+{
+    kernel.watch_block(sizeof(orka_llist_t));
+    orka_llist_t *other = orka_llist_init();
+
+    kernel.fail(Fn::mutex_destroy, {.result = EBUSY});
+    EXPECT_EQ(orka_llist_destroy(other), ORKA_STATUS_SUCCESS);
+    EXPECT_TRUE(kernel.was_freed());
+}
+
 static Values released;
 
 TEST_F(Llist, DestructionHandsEachValueOverInOrder)
@@ -868,6 +878,28 @@ TEST_F(Move, LocksTheDestinationFirstAndUnlocksItLast)
         objects.push_back(call.argument);
     EXPECT_EQ(objects,
               (std::vector<const void *>{&list->mutex, &source->mutex, &source->mutex, &list->mutex}));
+}
+
+TEST_F(Move, EndsTheProcessWhereEitherListCannotBeLockedOrUnlocked)
+{
+    const auto dies = [this](Fn fn, int skip) {
+        const Ending ending = end_of([=, this](Kernel &scripted) {
+            scripted.fail(fn, {.result = EINVAL, .skip = skip});
+            orka_llist_move_enqueue(list, source);
+        });
+        EXPECT_EQ(ending.status, 1);
+        return ending.output;
+    };
+    const auto line = [](const char *fatal, const orka_llist_t *of) {
+        char text[64];
+        snprintf(text, sizeof text, "():[-1] %s [0x%08X].\n", fatal,
+                 static_cast<unsigned>(reinterpret_cast<uintptr_t>(&of->mutex)));
+        return std::string(text);
+    };
+    EXPECT_EQ(dies(Fn::mutex_lock, 0), line("Fatal Mutex Lock Error", list));
+    EXPECT_EQ(dies(Fn::mutex_lock, 1), line("Fatal Mutex Lock Error", source));
+    EXPECT_EQ(dies(Fn::mutex_unlock, 0), line("Fatal Mutex UnLock Error", source));
+    EXPECT_EQ(dies(Fn::mutex_unlock, 1), line("Fatal Mutex UnLock Error", list));
 }
 
 TEST_F(Move, ThatRunsOutOfMemoryKeepsWhatWasMovedAndLosesTheValueAtHand)
