@@ -48,6 +48,7 @@ class AudioEncodeDriver final : public Driver {
     void opened(File &file) override;
     void closed(File &file) override;
     void control(std::shared_ptr<Call> call) override;
+    bool hang(const Call &call) override { return encoder_.hang(call.file()); }
     void report(nlohmann::json &status) const override;
 
   private:

@@ -49,6 +49,13 @@ void DecodeDriver::report(nlohmann::json &status) const
     }
 }
 
+bool DecodeDriver::hang(const Call &call)
+{
+    const auto record = call.record<wire::channel_record>();
+    Decoder *const decoder = find(record.channel, record.stream);
+    return decoder && decoder->hang(call.file());
+}
+
 void DecodeDriver::control(std::shared_ptr<Call> call)
 {
     const uint32_t number = call->row().number;

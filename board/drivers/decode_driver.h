@@ -13,6 +13,7 @@ class DecodeDriver : public Driver {
   public:
     void closed(File &file) override;
     void control(std::shared_ptr<Call> call) final;
+    bool hang(const Call &call) override;
     void report(nlohmann::json &status) const override;
 
   protected:

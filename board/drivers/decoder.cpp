@@ -226,6 +226,11 @@ void Decoder::control(std::shared_ptr<Call> call)
     }
 }
 
+bool Decoder::hang(const File &file)
+{
+    return session_ && owner_ == &file && session_->hang();
+}
+
 /* All records of queues and frames begin alike. */
 void Decoder::control_frames(std::shared_ptr<Call> call)
 {

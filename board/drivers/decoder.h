@@ -52,6 +52,7 @@ class Decoder {
     void load(Call &call, std::string_view name);
     void set_up(Call &call, const Setup &setup);
     void control(std::shared_ptr<Call> call);
+    bool hang(const File &file); /* its codec; false where that file has none set up */
     void closed(const File &file);
     /* What it is and does; null where it is not set up. */
     nlohmann::json report() const;

@@ -34,6 +34,8 @@ class DecoderSession {
     State state() const { return state_; }
     virtual void enter(State next) = 0;
     virtual void flush() = 0;
+    /* Nothing more comes out of its codec; false where no codec runs. */
+    virtual bool hang() { return false; }
     /* Wakes whoever waits; the session does nothing any more. */
     virtual void close() = 0;
 

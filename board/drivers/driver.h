@@ -74,6 +74,8 @@ class Driver {
     virtual void opened(File &) {}
     virtual void closed(File &) {} /* the last close; the file is gone afterwards */
     virtual void control(std::shared_ptr<Call> call) = 0;
+    /* Makes the codec that the call is for hang until its tear-down; false where there is none. */
+    virtual bool hang(const Call &) { return false; }
     /* Adds what there is to tell of the driver's state to the board's, under names of its own. */
     virtual void report(nlohmann::json &status) const;
 };

@@ -50,6 +50,7 @@ class EncodeSession : public std::enable_shared_from_this<EncodeSession> {
 
     FrameQueue &frames() { return *frames_; }
     const FrameQueue &frames() const { return *frames_; }
+    void hang() { worker_->hang(); }
     void room_came() { worker_->room_came(); }
     void taken(const orka_iencode_frame_t &frame); /* by the program */
 

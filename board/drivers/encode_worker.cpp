@@ -51,6 +51,15 @@ void EncodeWorker::stop()
     bell_->ring();
 }
 
+void EncodeWorker::hang()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        hung_ = true;
+    }
+    bell_->ring();
+}
+
 void EncodeWorker::taken(const orka_iencode_frame_t &frame)
 {
     constexpr uint64_t microseconds = 1000; /* in a millisecond */
@@ -115,7 +124,9 @@ EncodeWorker::Step EncodeWorker::next_step()
     /* Nobody waits for one whose units the program gives. */
     const bool captures = !in_stream || stream_->supply() == EncodeStream::Supply::captured;
     if (place_)
-        clock_.stall(*place_, !room || !captures);
+        clock_.stall(*place_, hung_ || !room || !captures);
+    if (hung_)
+        return Step::wait;
     if (!in_stream)
         return room && starts_ > begun_ ? Step::begin : Step::wait;
     if (stops_ > ended_)

@@ -84,6 +84,7 @@ class EncodeWorker {
 
     void start(const Standard &standard);
     void stop();
+    void hang(); /* nothing more is captured or encoded, nor does a stream end */
     void taken(const orka_iencode_frame_t &frame); /* by the program */
     void room_came() { bell_->ring(); }            /* for room in the queue it looks by itself */
     /* From the next unit on, the motion vectors of each picture go there. */
@@ -135,6 +136,7 @@ class EncodeWorker {
     std::shared_ptr<FrameQueue> vectors_;
     std::vector<std::string> log_;
     bool told_ = false;
+    bool hung_ = false;
     bool quit_ = false;
 
     /* The worker's thread alone. */

@@ -137,6 +137,14 @@ void Encoder::end_session()
     frames_changed_();
 }
 
+bool Encoder::hang(const File &file)
+{
+    if (!session_ || !belongs_to(file))
+        return false;
+    session_->hang();
+    return true;
+}
+
 void Encoder::closed(const File &file)
 {
     if (owner_ == &file)

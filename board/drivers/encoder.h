@@ -48,6 +48,7 @@ class Encoder {
     void order(Call &call, EncodeOrder order);
     void tear_down(Call &call);
     void closed(const File &file);
+    bool hang(const File &file); /* its codec; false where that file's program has none set up */
 
     /* The session, for the files of its owner; for others the call fails, and null. */
     EncodeSession *admit(Call &call) const;

@@ -154,6 +154,12 @@ void Session::flush()
     machine_.presentation.restart();
 }
 
+bool Session::hang()
+{
+    worker_->hang();
+    return true;
+}
+
 /* Buffers that a program holds stay its own: those to be filled as well as those taken. */
 void Session::drop_everything()
 {

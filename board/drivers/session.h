@@ -53,6 +53,7 @@ class Session final : public DecoderSession, public std::enable_shared_from_this
 
     void enter(State next) override;
     void flush() override;
+    bool hang() override;
     void close() override;
 
     void queue(Call &call) override;

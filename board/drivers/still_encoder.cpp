@@ -130,6 +130,14 @@ void StillEncoder::control(std::shared_ptr<Call> call)
     call->reply();
 }
 
+bool StillEncoder::hang(const File &file)
+{
+    if (!session_ || !belongs_to(file))
+        return false;
+    session_->hang();
+    return true;
+}
+
 void StillEncoder::control_session(std::shared_ptr<Call> call)
 {
     auto record = call->record<wire::audio_encode_queue_record>();

@@ -25,6 +25,7 @@ class StillEncoder {
     void opened(File &file);
     void closed(File &file);
     void control(std::shared_ptr<Call> call);
+    bool hang(const File &file); /* false where that file's program has none set up */
     /* Adds it to the list "encoders", where it is set up. */
     void report(nlohmann::json &status) const;
 

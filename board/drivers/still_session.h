@@ -34,6 +34,7 @@ class StillSession : public std::enable_shared_from_this<StillSession> {
 
     void get(std::shared_ptr<Call> call);
     void release(Call &call);
+    void hang() { worker_->hang(); }
     const FrameQueue &frames() const { return *frames_; }
     bool readable() const { return frames_->readable(); }
     uint64_t made() const { return made_; }       /* pictures */

@@ -34,6 +34,12 @@ void StillWorker::make(const StillJob &job)
     bell_->ring();
 }
 
+void StillWorker::hang()
+{
+    const std::lock_guard lock(mutex_);
+    hung_ = true;
+}
+
 bool StillWorker::is_ending()
 {
     const std::lock_guard lock(mutex_);
@@ -46,7 +52,7 @@ std::optional<StillJob> StillWorker::next_job()
     for (;;) {
         {
             const std::lock_guard lock(mutex_);
-            if (quit_ || job_)
+            if (quit_ || (job_ && !hung_))
                 return quit_ ? std::nullopt : std::exchange(job_, std::nullopt);
         }
         bell_->wait();

@@ -36,6 +36,7 @@ class StillWorker {
 
     /* Not before the job before is done. */
     void make(const StillJob &job);
+    void hang(); /* jobs are never done any more */
 
   private:
     void loop();
@@ -51,6 +52,7 @@ class StillWorker {
     const std::shared_ptr<Bell> bell_ = std::make_shared<Bell>();
     std::mutex mutex_;
     std::optional<StillJob> job_;
+    bool hung_ = false;
     bool quit_ = false;
 
     /* The worker's thread alone. */

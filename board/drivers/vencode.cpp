@@ -168,6 +168,7 @@ class VideoEncodeDriver final : public Driver {
     void opened(File &file) override;
     void closed(File &file) override;
     void control(std::shared_ptr<Call> call) override;
+    bool hang(const Call &call) override;
     void report(nlohmann::json &status) const override;
 
   private:
@@ -343,6 +344,13 @@ void VideoEncodeDriver::control(std::shared_ptr<Call> call)
     default:
         return gives_stills(call->file()) ? still_encoder_.control(std::move(call)) : control_channel(*call);
     }
+}
+
+bool VideoEncodeDriver::hang(const Call &call)
+{
+    if (gives_stills(call.file()))
+        return still_encoder_.hang(call.file());
+    return channels_[wire::channel_of(call.file().node())].encoder->hang(call.file());
 }
 
 void VideoEncodeDriver::control_channel(Call &call)

@@ -33,6 +33,16 @@ void Worker::run(bool running)
     changed_.notify_one();
 }
 
+void Worker::hang()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        hung_ = true;
+        stalled_ = false;
+    }
+    changed_.notify_one();
+}
+
 void Worker::submit(const Job &job)
 {
     {
@@ -96,7 +106,7 @@ void Worker::tell()
 
 bool Worker::next_job(std::unique_lock<std::mutex> &lock, Job &job)
 {
-    const auto wanted = [this] { return quit_ || (running_ && !jobs_.empty()); };
+    const auto wanted = [this] { return quit_ || (running_ && !hung_ && !jobs_.empty()); };
     if (!wanted() && !progress_.consumed.empty())
         tell();
     changed_.wait(lock, wanted);
@@ -197,8 +207,8 @@ std::span<uint8_t> Worker::reserve(uint32_t size)
         return {};
     }
     std::optional<uint32_t> address;
-    while (!outdated() && !(address = output_.allocate(size))) {
-        if (!std::exchange(stalled_, true))
+    while (!outdated() && (hung_ || !(address = output_.allocate(size)))) {
+        if (!hung_ && !std::exchange(stalled_, true))
             tell();
         changed_.wait(lock);
     }

@@ -80,6 +80,7 @@ class Worker final : private FrameSink {
     ~Worker() override; /* waits until the codec is done with its packet */
 
     void run(bool running); /* while not running, packets wait */
+    void hang();            /* it takes and gives nothing any more */
     void submit(const Job &job);
     /* Forgets everything that was not collected; the input so freed is collected as consumed. */
     void discard();
@@ -116,6 +117,7 @@ class Worker final : private FrameSink {
     bool told_ = false;
     bool stalled_ = false;
     bool running_ = false;
+    bool hung_ = false;
     bool quit_ = false;
     uint64_t generation_ = 0;
 

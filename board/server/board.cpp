@@ -50,7 +50,7 @@ Board::Board(const BoardOptions &options, int listener)
                                                        .dsp_image = {},
                                                        .capture = CaptureClock(options.drivers.real_time)},
       camera_(with_controls(source_of<Camera>(options.drivers.camera), machine_.picture_controls)),
-      microphone_(source_of<Microphone>(options.drivers.microphone)), server_(machine_, listener, &trace_)
+      microphone_(source_of<Microphone>(options.drivers.microphone)), server_(machine_, listener, &trace_, options.faults)
 {
     take_all_descriptors();
     machine_.camera = camera_.get();
@@ -66,6 +66,11 @@ Board::Board(const BoardOptions &options, int listener)
     server_.attach(wire::node::aencode, make_audio_encode_driver(machine_));
     server_.attach(wire::node::idecode, make_display_driver(machine_));
     server_.attach(wire::node::icapture, make_icapture_driver(machine_));
+}
+
+Board::~Board()
+{
+    server_.tell_idle_faults();
 }
 
 void Board::log(const std::string &line)

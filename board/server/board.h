@@ -17,6 +17,7 @@ class Board {
     /* listener: from listen_at(), the board's own from now on. Throws std::system_error, and
        std::runtime_error where the camera or the microphone does not open. */
     Board(const BoardOptions &options, int listener);
+    ~Board();
     Board(const Board &) = delete;
     Board &operator=(const Board &) = delete;
 

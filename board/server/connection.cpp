@@ -194,7 +194,7 @@ void Connection::control(const protocol::request &request, std::span<const uint8
     auto call = std::make_shared<PendingCall>(
         PendingCall::Origin{*this, file, row, client_, request.nonblock != 0}, payload);
     call_ = call.get();
-    server_.driver(file->node())->control(std::move(call));
+    server_.hand_over(std::move(call));
 }
 
 void Connection::answered(PendingCall &call, int error, std::span<const uint8_t> out)

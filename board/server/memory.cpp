@@ -39,7 +39,9 @@ RangeAllocator::RangeAllocator(uint32_t base, uint32_t length) : base_(base), le
 
 std::optional<uint32_t> RangeAllocator::allocate(uint64_t bytes)
 {
-    if (bytes == 0 || bytes > length_)
+    if (refused_)
+        refused_();
+    if (refused_ || bytes == 0 || bytes > length_)
         return std::nullopt;
     const auto length = static_cast<uint32_t>((bytes + page_size - 1) / page_size * page_size);
     uint32_t start = base_;
@@ -90,6 +92,12 @@ Memory::~Memory()
 {
     munmap(base_, size_);
     close(fd_);
+}
+
+void Memory::exhaust(const std::function<void()> &refused)
+{
+    imem_.exhaust(refused);
+    queues_.exhaust(refused);
 }
 
 std::span<uint8_t> Memory::at(uint32_t address, uint32_t length) const

@@ -3,9 +3,11 @@
 #define ORKA_BOARD_SERVER_MEMORY_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
+#include <utility>
 
 namespace orka::board {
 
@@ -18,6 +20,8 @@ class RangeAllocator {
     std::optional<uint32_t> allocate(uint64_t bytes); /* nothing for 0 bytes or when full */
     bool free(uint32_t address);                      /* false for an address that it never gave */
     void reset();
+    /* From here on it gives nothing, and tells at each attempt; an empty one ends that. */
+    void exhaust(std::function<void()> refused) { refused_ = std::move(refused); }
     const std::map<uint32_t, uint32_t> &blocks() const { return blocks_; } /* address to length */
     uint32_t base() const { return base_; }
     uint32_t length() const { return length_; }
@@ -27,6 +31,7 @@ class RangeAllocator {
     uint32_t base_;
     uint32_t length_;
     std::map<uint32_t, uint32_t> blocks_;
+    std::function<void()> refused_;
 };
 
 class Memory {
@@ -44,6 +49,7 @@ class Memory {
 
     RangeAllocator &imem() { return imem_; }     /* what /dev/imanage gives out */
     RangeAllocator &queues() { return queues_; } /* the drivers' own carve-out, for their queues */
+    void exhaust(const std::function<void()> &refused);
 
   private:
     int fd_ = -1;

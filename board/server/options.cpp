@@ -5,6 +5,7 @@
 #include <iostream>
 #include <map>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 
 #include <CLI/CLI.hpp>
@@ -27,6 +28,9 @@ constexpr char examples[] =
     "  orka-board run -- ./player clip.avi          run a program on a board of its own\n"
     "  orka-board run --clock real -- ./player a.avi   ... with pictures shown at their time stamps\n"
     "  orka-board run --trace calls.txt -- ./player a.avi   ... and every driver request written down\n"
+    "  orka-board run --fault vdecode:IDECODE_NEW_FRAME:nth=3:errno=EIO -- ./player a.avi   ... and an "
+    "error\n"
+    "                                               where it did not expect one\n"
     "  orka-board serve                             keep a board running; prints what to put into the\n"
     "                                               environment of the programs that join it\n"
     "  orka-board run --board SOCKET -- ./player    run a program on a board that is kept running\n"
@@ -76,6 +80,27 @@ void add_shims_option(CLI::App &app, Command &command)
         ->allow_extra_args(false);
 }
 
+void add_fault_option(CLI::App &app, Command &command)
+{
+    const auto take = [&](const std::vector<std::string> &specs) {
+        for (const std::string &spec : specs) {
+            try {
+                command.board.faults.push_back(parse_fault(spec));
+            } catch (const std::invalid_argument &why) {
+                throw CLI::ValidationError("--fault", why.what());
+            }
+        }
+    };
+    app.add_option_function<std::vector<std::string>>(
+           "--fault", take,
+           "Let requests go wrong: "
+           "NODE:REQUEST[:nth=N|every=N|from=N|chance=P][:seed=N][:program=NAME]:EFFECT, "
+           "where EFFECT is errno=NAME, status=STATUS, delay=TIME, corrupt[=BITS], hang or no-memory; may be "
+           "given more than once")
+        ->type_name("SPEC")
+        ->allow_extra_args(false);
+}
+
 void add_board_options(CLI::App &app, Command &command)
 {
     app.add_option("--memory", command.board.memory_mib, "Physical memory in MiB")
@@ -101,6 +126,7 @@ void add_board_options(CLI::App &app, Command &command)
         ->type_name("FILE");
     app.add_option("--log", command.board.log, "Write the board's log to FILE too")->type_name("FILE");
     add_view_option(app, command);
+    add_fault_option(app, command);
     add_shims_option(app, command);
 }
 
@@ -171,8 +197,8 @@ void check_combination(const CLI::App &run, const Command &command)
         throw CLI::RequiredError("-- PROGRAM");
     if (run.count("--board") == 0)
         return;
-    for (const char *const option :
-         {"--memory", "--clock", "--reclaim", "--camera", "--microphone", "--trace", "--log", "--view"}) {
+    for (const char *const option : {"--memory", "--clock", "--reclaim", "--camera", "--microphone",
+                                     "--trace", "--log", "--view", "--fault"}) {
         if (run.count(option) != 0)
             throw CLI::ExcludesError("--board", option);
     }

@@ -9,6 +9,7 @@
 
 #include "drivers/driver.h"
 #include "protocol/protocol.h"
+#include "server/fault.h"
 
 namespace orka::board {
 
@@ -24,6 +25,7 @@ struct BoardOptions {
     std::string trace; /* files; empty where there is none */
     std::string log;
     std::optional<ViewAddress> view;
+    std::vector<Fault> faults;
 };
 
 enum class Action { run, serve, screenshot, status, doctor, nothing };

@@ -63,6 +63,10 @@ void PendingCall::answer(int error, std::span<const uint8_t> out)
     CallOwner *const owner = std::exchange(owner_, nullptr);
     if (!owner)
         return;
+    for (const AnswerHandler &handler : on_answer_) {
+        if (error == 0)
+            handler(*this, out);
+    }
     file_->call_ends();
     owner->answered(*this, error, out);
     forget_handlers();

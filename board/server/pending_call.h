@@ -49,6 +49,13 @@ class PendingCall final : public Call, public std::enable_shared_from_this<Pendi
     void interrupt(); /* the caller had a signal */
     void abandon();   /* the caller is gone */
 
+    /* Called with the answer's record before it goes, where the call did not fail. */
+    using AnswerHandler = std::function<void(PendingCall &call, std::span<const uint8_t> out)>;
+    void on_answer(AnswerHandler handler) { on_answer_.push_back(std::move(handler)); }
+    /* Text for the end of its line in the trace. */
+    void add_mark(const std::string &mark) { marks_ += mark; }
+    const std::string &marks() const { return marks_; }
+
     const std::shared_ptr<DeviceFile> &device_file() const { return file_; }
     const Client &client() const { return client_; }
     Clock::time_point started() const { return started_; }
@@ -66,6 +73,8 @@ class PendingCall final : public Call, public std::enable_shared_from_this<Pendi
     Clock::time_point started_ = Clock::now();
     std::function<void()> on_interrupt_;
     std::function<void()> on_abandon_;
+    std::vector<AnswerHandler> on_answer_;
+    std::string marks_;
 };
 
 } // namespace orka::board

@@ -99,8 +99,8 @@ int listen_at(const std::string &path)
     throw failure(error, "the board's socket " + path);
 }
 
-Server::Server(Machine &machine, int listener, Trace *trace)
-    : machine_(machine), listener_(listener), trace_(trace)
+Server::Server(Machine &machine, int listener, Trace *trace, const std::vector<Fault> &faults)
+    : machine_(machine), listener_(listener), trace_(trace), faults_(machine, faults)
 {
     machine_.reactor.watch(listener_, EPOLLIN, [this](uint32_t) { accept_client(); });
 }
@@ -152,6 +152,7 @@ std::string Server::status() const
         {"held", machine_.presentation.is_held()},
         {"memory", machine_.memory.size()}};
     all["queues"] = report_of(machine_.memory.queues());
+    all["faults"] = faults_.report();
     all["nodes"] = nlohmann::json::array();
     for (const auto &[number, file] : std::map(files_.begin(), files_.end()))
         all["nodes"].push_back(report_of(*file));
@@ -231,16 +232,22 @@ void Server::add_connection(int fd, Client client)
 int Server::open(const Client &client, uint32_t node, uint32_t flags)
 {
     const auto wanted = static_cast<wire::node>(node);
-    int fd = -ENXIO;
-    if ((flags & O_ACCMODE) == O_ACCMODE)
-        fd = -EINVAL;
-    else if (wanted == wire::node::mem)
-        fd = open_memory(flags);
-    else if (node < wire::node_count)
-        fd = open_file(client, wanted, flags);
+    std::string mark;
+    const int injected = node < wire::node_count ? faults_.opening_error(client, wanted, mark) : 0;
+    const int fd = injected != 0 ? -injected : open_node(client, node, flags);
     if (trace_)
-        trace_->opened(client, wanted, flags, fd < 0 ? -fd : 0);
+        trace_->opened(client, wanted, flags, fd < 0 ? -fd : 0, mark);
     return fd;
+}
+
+int Server::open_node(const Client &client, uint32_t node, uint32_t flags)
+{
+    const auto wanted = static_cast<wire::node>(node);
+    if ((flags & O_ACCMODE) == O_ACCMODE)
+        return -EINVAL;
+    if (wanted == wire::node::mem)
+        return open_memory(flags);
+    return node < wire::node_count ? open_file(client, wanted, flags) : -ENXIO;
 }
 
 /* Opened anew for each: the access mode asked for is the one that the kernel then enforces. */
@@ -295,6 +302,12 @@ void Server::call_over(const std::shared_ptr<DeviceFile> &file)
         return;
     closing_.erase(found);
     machine_.reactor.post([this, file] { release(file); });
+}
+
+void Server::hand_over(std::shared_ptr<PendingCall> call)
+{
+    Driver &serves = *driver(call->device_file()->node());
+    faults_.control(std::move(call), serves);
 }
 
 void Server::refused(const Client &client, const DeviceFile &file, uint32_t number, int error)

@@ -10,6 +10,7 @@
 #include "drivers/driver.h"
 #include "server/connection.h"
 #include "server/device_file.h"
+#include "server/fault_injector.h"
 #include "server/trace.h"
 
 namespace orka::board {
@@ -21,7 +22,7 @@ int listen_at(const std::string &path);
 class Server {
   public:
     /* listener is the server's own from now on; trace may be null. */
-    Server(Machine &machine, int listener, Trace *trace);
+    Server(Machine &machine, int listener, Trace *trace, const std::vector<Fault> &faults = {});
     ~Server();
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
@@ -30,6 +31,7 @@ class Server {
     void attach(wire::node node, std::shared_ptr<Driver> driver);
 
     uint32_t greeted_clients() const { return greeted_clients_; } /* connections since the start */
+    void tell_idle_faults() const { faults_.tell_idle(); }
 
     /* For the connections. */
     Memory &memory() { return machine_.memory; }
@@ -41,6 +43,7 @@ class Server {
     Screen *screen() const { return machine_.screen; }
     std::string status() const; /* of the whole board, as JSON */
     void greeted() { greeted_clients_++; }
+    void hand_over(std::shared_ptr<PendingCall> call); /* to the driver of its node, which has one */
     void refused_mapping(const Client &client, const protocol::range &range);
     void refused(const Client &client, const DeviceFile &file, uint32_t number, int error);
     void call_answered(const PendingCall &call, int error, std::span<const uint8_t> out);
@@ -51,6 +54,7 @@ class Server {
     void pause_accepting();
     bool trusted(int fd, Client &client);
     void add_connection(int fd, Client client);
+    int open_node(const Client &client, uint32_t node, uint32_t flags);
     int open_memory(uint32_t flags) const;
     int open_file(const Client &client, wire::node node, uint32_t flags);
     void last_close(std::shared_ptr<DeviceFile> file);
@@ -60,6 +64,7 @@ class Server {
     Machine &machine_;
     int listener_;
     Trace *trace_;
+    FaultInjector faults_;
     const Clock::time_point start_ = Clock::now();
     uint32_t greeted_clients_ = 0;
     bool crowded_ = false; /* no descriptors left, and said so */

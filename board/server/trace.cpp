@@ -124,7 +124,7 @@ uint32_t Trace::listen(Listener listener)
     return next_listener_++;
 }
 
-void Trace::opened(const Client &client, node node, uint32_t flags, int error)
+void Trace::opened(const Client &client, node node, uint32_t flags, int error, const std::string &mark)
 {
     if (!is_wanted())
         return;
@@ -132,7 +132,7 @@ void Trace::opened(const Client &client, node node, uint32_t flags, int error)
     const char *const name = mode == O_RDONLY ? "O_RDONLY" : mode == O_WRONLY ? "O_WRONLY" : "O_RDWR";
     write(Clock::now(), client, node,
           std::string("open(") + name + (flags & O_NONBLOCK ? "|O_NONBLOCK" : "") +
-              ") = " + result_text(error));
+              ") = " + result_text(error) + mark);
 }
 
 void Trace::closed(const DeviceFile &file)
@@ -150,14 +150,14 @@ void Trace::answered(const PendingCall &call, int error, std::span<const uint8_t
         text += " {" + fields + "}";
     if (find_layout(call.row())->waits)
         text += duration_text(call.started());
-    write(call.started(), call.client(), call.device_file()->node(), text);
+    write(call.started(), call.client(), call.device_file()->node(), text + call.marks());
 }
 
 void Trace::abandoned(const PendingCall &call)
 {
     if (is_wanted())
         write(call.started(), call.client(), call.device_file()->node(),
-              call_text(call) + " = ? (the program is gone)" + duration_text(call.started()));
+              call_text(call) + " = ? (the program is gone)" + duration_text(call.started()) + call.marks());
 }
 
 void Trace::refused(const Client &client, node node, uint32_t number, int error)

@@ -40,7 +40,9 @@ class Trace {
     uint32_t listen(Listener listener);
     void ignore(uint32_t listener) { listeners_.erase(listener); }
 
-    void opened(const Client &client, wire::node node, uint32_t flags, int error);
+    /* mark: text for the end of the line. */
+    void opened(const Client &client, wire::node node, uint32_t flags, int error,
+                const std::string &mark = {});
     void closed(const DeviceFile &file);
     void answered(const PendingCall &call, int error, std::span<const uint8_t> out);
     void abandoned(const PendingCall &call);
