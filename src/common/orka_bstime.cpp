@@ -6,7 +6,7 @@
 #include "common/orka_bstime_internal.h"
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_BSTIME:";
+static constexpr char pname[] = "ORKA_BSTIME:";
 
 static orka_status_t orka_bstime_check_handle(const orka_bstime_t *handle)
 {

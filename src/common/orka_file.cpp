@@ -8,7 +8,7 @@
 
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_FILE:";
+static constexpr char pname[] = "ORKA_FILE:";
 
 /* Waiting */
 

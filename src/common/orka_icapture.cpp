@@ -14,7 +14,7 @@
 
 using namespace orka::wire;
 
-static const char pname[] = "ORKA_ICAPTURE:";
+static constexpr char pname[] = "ORKA_ICAPTURE:";
 
 static constexpr char no_icapture[] = "Obtaining ICapture FD.";
 
@@ -167,40 +167,42 @@ orka_status_t orka_icapture_get_capture_params(orka_capture_params_t *out,
 
 /* Control */
 
+static ORKA_INLINE orka_status_t control_capture(const call_site &site, uint32_t request, const void *record,
+                                                 orka_message<> refused)
+{
+    return orka_command(site, orka_idevice_icap_fd(), no_icapture, request, record, refused);
+}
+
 orka_status_t orka_icapture_setup(orka_capture_params_t *params)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_SETUP, params, "ICapture setup.");
+    return control_capture(HERE, ICAPTURE_SETUP, params, "ICapture setup.");
 }
 
 orka_status_t orka_icapture_vdecoder_control(void *record)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_VDECODER_CONTROL, record,
-                        "Set/Get video decoder control parameters.");
+    return control_capture(HERE, ICAPTURE_VDECODER_CONTROL, record,
+                           "Set/Get video decoder control parameters.");
 }
 
 orka_status_t orka_icapture_set_vchannels(uint32_t channels)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_SET_CHANNELS, &channels,
-                        "ICapture set video channels.");
+    return control_capture(HERE, ICAPTURE_SET_CHANNELS, &channels, "ICapture set video channels.");
 }
 
 orka_status_t orka_icapture_set_start_channel(uint32_t channel)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_SET_START_CHANNEL, &channel,
-                        "ICapture set start video channel.");
+    return control_capture(HERE, ICAPTURE_SET_START_CHANNEL, &channel, "ICapture set start video channel.");
 }
 
 orka_status_t orka_icapture_set_enable(uint32_t enable)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_ENABLE, &enable,
-                        "ICapture enable/disable.");
+    return control_capture(HERE, ICAPTURE_ENABLE, &enable, "ICapture enable/disable.");
 }
 
 /* Kept on purpose: the text of set_enable. */
 orka_status_t orka_icapture_set_passthru(uint32_t mode)
 {
-    return orka_command(HERE, orka_idevice_icap_fd(), no_icapture, ICAPTURE_SET_PASSTHRU, &mode,
-                        "ICapture enable/disable.");
+    return control_capture(HERE, ICAPTURE_SET_PASSTHRU, &mode, "ICapture enable/disable.");
 }
 
 static constexpr const char *passthru_names[] = {"None", "Encoded", "Captured"};

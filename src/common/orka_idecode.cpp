@@ -12,7 +12,7 @@
 
 using namespace orka::wire;
 
-static const char pname[] = "ORKA_IDECODE:";
+static constexpr char pname[] = "ORKA_IDECODE:";
 
 static constexpr char no_idecode[] = "Obtaining IDecode FD.";
 static constexpr char no_video[] = "Obtaining Video Decode FD.";
@@ -249,60 +249,70 @@ orka_status_t orka_idecode_setup_video_decoder(int32_t channel, int32_t stream,
                         "Calling Video Decode Setup - stream %d of Channel %d.", stream, channel);
 }
 
-orka_status_t orka_idecode_init_video_decoder(int32_t channel, int32_t stream)
+/* The requests that name a channel and a stream alone. Sound and subtitles have stream 0. */
+
+static ORKA_INLINE orka_status_t control_video(const call_site &site, uint32_t request, int32_t channel,
+                                               int32_t stream, orka_message<int32_t, int32_t> refused)
 {
     channel_record record = {.channel = channel, .stream = stream};
 
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_INIT, &record,
-                        "Calling Video Decoder Init - Stream %d of Channel %d.", stream, channel);
+    return orka_control(site, orka_video_decoder_fd(), no_video, request, &record, refused, stream, channel);
+}
+
+static ORKA_INLINE orka_status_t control_audio(const call_site &site, uint32_t request, int32_t channel,
+                                               orka_message<> refused)
+{
+    channel_record record = {.channel = channel, .stream = 0};
+
+    return orka_control(site, orka_audio_decoder_fd(), no_idecode, request, &record, refused);
+}
+
+static ORKA_INLINE orka_status_t control_subtitle(const call_site &site, uint32_t request, int32_t channel,
+                                                  orka_message<> refused)
+{
+    channel_record record = {.channel = channel, .stream = 0};
+
+    return orka_control(site, orka_idevice_subtitle_fd(), no_subtitle, request, &record, refused);
+}
+
+orka_status_t orka_idecode_init_video_decoder(int32_t channel, int32_t stream)
+{
+    return control_video(HERE, IDECODE_INIT, channel, stream,
+                         "Calling Video Decoder Init - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_start_audio_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_audio_decoder_fd(), no_idecode, IDECODE_START, &record,
-                        "Calling Audio Decode Start.");
+    return control_audio(HERE, IDECODE_START, channel, "Calling Audio Decode Start.");
 }
 
 orka_status_t orka_idecode_start_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_START, &record,
-                        "Calling Video Decode Start - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_START, channel, stream,
+                         "Calling Video Decode Start - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_pause_audio_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_audio_decoder_fd(), no_idecode, IDECODE_PAUSE, &record,
-                        "Calling Audio Decode Pause.");
+    return control_audio(HERE, IDECODE_PAUSE, channel, "Calling Audio Decode Pause.");
 }
 
 orka_status_t orka_idecode_pause_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_PAUSE, &record,
-                        "Calling Video Decode Pause - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_PAUSE, channel, stream,
+                         "Calling Video Decode Pause - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_rewind_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_REWIND, &record,
-                        "Calling Video Decode Rewind - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_REWIND, channel, stream,
+                         "Calling Video Decode Rewind - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_fastforward_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_FASTFORWARD, &record,
-                        "Calling Video Decode FastForward - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_FASTFORWARD, channel, stream,
+                         "Calling Video Decode FastForward - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_flush_video_decoder(int32_t channel, int32_t stream, uint32_t flush)
@@ -315,34 +325,24 @@ orka_status_t orka_idecode_flush_video_decoder(int32_t channel, int32_t stream, 
 
 orka_status_t orka_idecode_stop_audio_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_audio_decoder_fd(), no_idecode, IDECODE_STOP, &record,
-                        "Calling Audio Decode Stop.");
+    return control_audio(HERE, IDECODE_STOP, channel, "Calling Audio Decode Stop.");
 }
 
 orka_status_t orka_idecode_stop_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_STOP, &record,
-                        "Calling Video Decode Stop - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_STOP, channel, stream,
+                         "Calling Video Decode Stop - Stream %d of Channel %d.");
 }
 
 orka_status_t orka_idecode_teardown_audio_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_audio_decoder_fd(), no_idecode, IDECODE_TEARDOWN, &record,
-                        "Calling Audio Decode Teardown.");
+    return control_audio(HERE, IDECODE_TEARDOWN, channel, "Calling Audio Decode Teardown.");
 }
 
 orka_status_t orka_idecode_teardown_video_decoder(int32_t channel, int32_t stream)
 {
-    channel_record record = {.channel = channel, .stream = stream};
-
-    return orka_control(HERE, orka_video_decoder_fd(), no_video, IDECODE_TEARDOWN, &record,
-                        "Calling Video Decode Teardown - Stream %d of Channel %d.", stream, channel);
+    return control_video(HERE, IDECODE_TEARDOWN, channel, stream,
+                         "Calling Video Decode Teardown - Stream %d of Channel %d.");
 }
 
 /* Control of the subtitle decoder */
@@ -367,34 +367,22 @@ orka_status_t orka_idecode_setup_subtitle_decoder(const orka_idecode_subtitle_pa
 
 orka_status_t orka_idecode_start_subtitle_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_idevice_subtitle_fd(), no_subtitle, IDECODE_START, &record,
-                        "Calling Subtitle Decode Start.");
+    return control_subtitle(HERE, IDECODE_START, channel, "Calling Subtitle Decode Start.");
 }
 
 orka_status_t orka_idecode_pause_subtitle_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_idevice_subtitle_fd(), no_subtitle, IDECODE_PAUSE, &record,
-                        "Calling Subtitle Decode Pause.");
+    return control_subtitle(HERE, IDECODE_PAUSE, channel, "Calling Subtitle Decode Pause.");
 }
 
 orka_status_t orka_idecode_stop_subtitle_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_idevice_subtitle_fd(), no_subtitle, IDECODE_STOP, &record,
-                        "Calling Subtitle Decode Stop.");
+    return control_subtitle(HERE, IDECODE_STOP, channel, "Calling Subtitle Decode Stop.");
 }
 
 orka_status_t orka_idecode_teardown_subtitle_decoder(int32_t channel)
 {
-    channel_record record = {.channel = channel, .stream = 0};
-
-    return orka_control(HERE, orka_idevice_subtitle_fd(), no_subtitle, IDECODE_TEARDOWN, &record,
-                        "Calling SubTitleDec Teardown.");
+    return control_subtitle(HERE, IDECODE_TEARDOWN, channel, "Calling SubTitleDec Teardown.");
 }
 
 /* What is said of the driver's status word */

@@ -8,7 +8,7 @@
 #include "common/orka_pthread_internal.h"
 #include "orka_file.h"
 
-static const char pname[] = "ORKA_IDEVICE:";
+static constexpr char pname[] = "ORKA_IDEVICE:";
 
 /* Devices */
 

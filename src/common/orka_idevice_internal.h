@@ -19,6 +19,7 @@
 #include <sys/ioctl.h>
 #include <type_traits>
 
+#include "common/orka_inline_internal.h"
 #include "common/orka_status_internal.h"
 #include "orka_idevice.h"
 #include "orka_status.h"
@@ -114,9 +115,9 @@ __attribute__((cold, noinline)) orka_status_t orka_refused(orka_status_t status,
 
 /* A control request, which is refused by any result but 0. */
 template <typename... Words>
-[[gnu::always_inline]] inline orka_status_t
-orka_control(const call_site &site, int32_t fd, const char *no_node, uint32_t request, const void *record,
-             orka_message<std::type_identity_t<Words>...> refused, Words... words)
+ORKA_INLINE orka_status_t orka_control(const call_site &site, int32_t fd, const char *no_node,
+                                       uint32_t request, const void *record,
+                                       orka_message<std::type_identity_t<Words>...> refused, Words... words)
 {
     if (fd < 0) [[unlikely]]
         return orka_no_node(site, no_node);
@@ -127,9 +128,9 @@ orka_control(const call_site &site, int32_t fd, const char *no_node, uint32_t re
 
 /* A control request that is refused by a negative result alone. */
 template <typename... Words>
-[[gnu::always_inline]] inline orka_status_t
-orka_command(const call_site &site, int32_t fd, const char *no_node, uint32_t request, const void *record,
-             orka_message<std::type_identity_t<Words>...> refused, Words... words)
+ORKA_INLINE orka_status_t orka_command(const call_site &site, int32_t fd, const char *no_node,
+                                       uint32_t request, const void *record,
+                                       orka_message<std::type_identity_t<Words>...> refused, Words... words)
 {
     if (fd < 0) [[unlikely]]
         return orka_no_node(site, no_node);
@@ -139,8 +140,8 @@ orka_command(const call_site &site, int32_t fd, const char *no_node, uint32_t re
 }
 
 /* A request that moves a frame, which is refused by a negative result. */
-[[gnu::always_inline]] inline orka_status_t orka_exchange(const call_site &site, int32_t fd, uint32_t request,
-                                                          void *record, orka_message<> refused)
+ORKA_INLINE orka_status_t orka_exchange(const call_site &site, int32_t fd, uint32_t request, void *record,
+                                        orka_message<> refused)
 {
     if (ioctl(fd, request, record) < 0) [[unlikely]]
         return orka_refused(ORKA_STATUS_IO, errno, site, refused.text);

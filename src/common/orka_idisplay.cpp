@@ -13,7 +13,7 @@
 
 using namespace orka::wire;
 
-static const char pname[] = "ORKA_IDISPLAY:";
+static constexpr char pname[] = "ORKA_IDISPLAY:";
 
 static constexpr char no_idecode[] = "Obtaining IDecode FD.";
 
@@ -204,16 +204,20 @@ orka_status_t orka_idisplay_get_display_params(orka_display_params_t *out,
 
 /* Outputs */
 
+static ORKA_INLINE orka_status_t control_display(const call_site &site, uint32_t request, const void *record,
+                                                 orka_message<> refused)
+{
+    return orka_command(site, orka_idevice_idecode_fd(), no_idecode, request, record, refused);
+}
+
 orka_status_t orka_idisplay_set_output(const orka_display_params_t *params)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_SET_OUTPUT, params,
-                        "Select video output.");
+    return control_display(HERE, IDISPLAY_SET_OUTPUT, params, "Select video output.");
 }
 
 orka_status_t orka_idisplay_get_output(orka_display_params_t *params)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_GET_OUTPUT, params,
-                        "Select video output.");
+    return control_display(HERE, IDISPLAY_GET_OUTPUT, params, "Select video output.");
 }
 
 /* The ring of outputs. No lock on purpose: one thread sets it up and steps through it. */
@@ -286,8 +290,7 @@ orka_status_t orka_idisplay_setup(const orka_display_params_t *params)
 
 orka_status_t orka_idisplay_teardown(void)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_TEARDOWN, nullptr,
-                        "Tearing Down Video Display.");
+    return control_display(HERE, IDISPLAY_TEARDOWN, nullptr, "Tearing Down Video Display.");
 }
 
 orka_status_t orka_idisplay_set_enable(int on)
@@ -340,28 +343,24 @@ orka_status_t orka_idisplay_lcd_disable(void)
 
 orka_status_t orka_idisplay_resync(void)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_RESYNC, nullptr,
-                        "Resyncing Display.");
+    return control_display(HERE, IDISPLAY_RESYNC, nullptr, "Resyncing Display.");
 }
 
 orka_status_t orka_idisplay_mask(void)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_MASK, nullptr,
-                        "Masking Display.");
+    return control_display(HERE, IDISPLAY_MASK, nullptr, "Masking Display.");
 }
 
 orka_status_t orka_idisplay_unmask(void)
 {
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_UNMASK, nullptr,
-                        "UnMasking Display.");
+    return control_display(HERE, IDISPLAY_UNMASK, nullptr, "UnMasking Display.");
 }
 
 orka_status_t orka_idisplay_set_osd_zoom(uint32_t zoom_a, uint32_t zoom_b)
 {
     osd_zoom_record record = {.zoom_a = zoom_a, .zoom_b = zoom_b};
 
-    return orka_command(HERE, orka_idevice_idecode_fd(), no_idecode, IDISPLAY_OSD_ZOOM, &record,
-                        "Setting OSD Zoom.");
+    return control_display(HERE, IDISPLAY_OSD_ZOOM, &record, "Setting OSD Zoom.");
 }
 
 orka_status_t orka_idisplay_set_resize(const void *first, const void *second)

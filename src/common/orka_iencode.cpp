@@ -14,7 +14,7 @@
 
 using namespace orka::wire;
 
-static const char pname[] = "ORKA_IENCODE:";
+static constexpr char pname[] = "ORKA_IENCODE:";
 
 static constexpr char no_audio[] = "Obtaining IAEncode FD.";
 static constexpr char no_common[] = "Obtaining IEncode FD.";
@@ -195,11 +195,32 @@ const char *orka_iencode_get_codec_name(orka_video_type_t vtype, orka_audio_type
 
 /* Control */
 
+/* A request to a video channel, which needs no record. */
+static ORKA_INLINE orka_status_t control_channel(const call_site &site, uint32_t request, int32_t channel,
+                                                 orka_message<> refused)
+{
+    return orka_control(site, orka_idevice_ivencode_fd(channel), no_video, request, nullptr, refused);
+}
+
+static ORKA_INLINE orka_status_t control_audio(const call_site &site, uint32_t request, const void *record,
+                                               orka_message<> refused)
+{
+    return orka_control(site, orka_audio_encoder_fd(), no_audio, request, record, refused);
+}
+
+/* A request that names the one audio encoder and nothing else. */
+static ORKA_INLINE orka_status_t control_encoder(const call_site &site, uint32_t request,
+                                                 orka_message<> refused)
+{
+    audio_encoder_record record = {};
+
+    return control_audio(site, request, &record, refused);
+}
+
 orka_status_t orka_iencode_load_audio_encoder_framework(const char *fwname)
 {
     ORKA_ASSERT_NOT_NULL(fwname);
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_LOAD_AUDIO, fwname,
-                        "Loading Audio Encode Framework.");
+    return control_audio(HERE, IENCODE_LOAD_AUDIO, fwname, "Loading Audio Encode Framework.");
 }
 
 orka_status_t orka_iencode_load_video_encoder_framework(int32_t channel, int32_t stream, const char *fwname)
@@ -225,8 +246,7 @@ orka_status_t orka_iencode_setup_audio_encoder(const orka_iencode_audio_params_t
     ORKA_ASSERT_NOT_NULL(params);
     audio_encode_setup_record record = {.channel = 0, .params = *params};
 
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_SETUP_AUDIO, &record,
-                        "Calling Audio Encode Setup.");
+    return control_audio(HERE, IENCODE_SETUP_AUDIO, &record, "Calling Audio Encode Setup.");
 }
 
 orka_status_t orka_iencode_setup_video_encoder(const orka_iencode_video_params_t *params)
@@ -238,87 +258,65 @@ orka_status_t orka_iencode_setup_video_encoder(const orka_iencode_video_params_t
 
 orka_status_t orka_iencode_init_video_encoder(int32_t channel)
 {
-    return orka_control(HERE, orka_idevice_ivencode_fd(channel), no_video, IENCODE_INIT_VIDEO, nullptr,
-                        "Calling Video Encoder Channel Init.");
+    return control_channel(HERE, IENCODE_INIT_VIDEO, channel, "Calling Video Encoder Channel Init.");
 }
 
 orka_status_t orka_iencode_start_audio_encoder(void)
 {
-    audio_encoder_record record = {};
-
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_START_AUDIO, &record,
-                        "Calling Audio Encode Start.");
+    return control_encoder(HERE, IENCODE_START_AUDIO, "Calling Audio Encode Start.");
 }
 
 orka_status_t orka_iencode_start_video_encoder(int32_t channel)
 {
-    return orka_control(HERE, orka_idevice_ivencode_fd(channel), no_video, IENCODE_START_VIDEO, nullptr,
-                        "Calling Video Encode Start.");
+    return control_channel(HERE, IENCODE_START_VIDEO, channel, "Calling Video Encode Start.");
 }
 
 orka_status_t orka_iencode_stop_audio_encoder(void)
 {
-    audio_encoder_record record = {};
-
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_STOP_AUDIO, &record,
-                        "Calling Audio Encode Stop.");
+    return control_encoder(HERE, IENCODE_STOP_AUDIO, "Calling Audio Encode Stop.");
 }
 
 orka_status_t orka_iencode_stop_video_encoder(int32_t channel)
 {
-    return orka_control(HERE, orka_idevice_ivencode_fd(channel), no_video, IENCODE_STOP_VIDEO, nullptr,
-                        "Calling Video Encode Stop.");
+    return control_channel(HERE, IENCODE_STOP_VIDEO, channel, "Calling Video Encode Stop.");
 }
 
 orka_status_t orka_iencode_start_audio_aec(const void *record)
 {
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_START_AEC, record,
-                        "Calling Audio AEC Start.");
+    return control_audio(HERE, IENCODE_START_AEC, record, "Calling Audio AEC Start.");
 }
 
 /* Kept on purpose, here and for passing through: the text is another operation's. */
 orka_status_t orka_iencode_stop_audio_aec(void)
 {
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_STOP_AEC, nullptr,
-                        "Calling Audio AEC Start.");
+    return control_audio(HERE, IENCODE_STOP_AEC, nullptr, "Calling Audio AEC Start.");
 }
 
 orka_status_t orka_iencode_audio_passthru_enable(void)
 {
-    audio_encoder_record record = {};
-
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_PASSTHRU_ENABLE, &record,
-                        "Calling Audio Encode Teardown.");
+    return control_encoder(HERE, IENCODE_PASSTHRU_ENABLE, "Calling Audio Encode Teardown.");
 }
 
 orka_status_t orka_iencode_audio_passthru_disable(void)
 {
-    audio_encoder_record record = {};
-
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_PASSTHRU_DISABLE, &record,
-                        "Calling Audio Encode Teardown.");
+    return control_encoder(HERE, IENCODE_PASSTHRU_DISABLE, "Calling Audio Encode Teardown.");
 }
 
 orka_status_t orka_iencode_teardown_audio_encoder(void)
 {
-    audio_encoder_record record = {};
-
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_TEARDOWN_AUDIO, &record,
-                        "Calling Audio Encode Teardown.");
+    return control_encoder(HERE, IENCODE_TEARDOWN_AUDIO, "Calling Audio Encode Teardown.");
 }
 
 orka_status_t orka_iencode_teardown_video_encoder(int32_t channel)
 {
-    return orka_control(HERE, orka_idevice_ivencode_fd(channel), no_video, IENCODE_TEARDOWN_VIDEO, nullptr,
-                        "Calling Video Encode Teardown.");
+    return control_channel(HERE, IENCODE_TEARDOWN_VIDEO, channel, "Calling Video Encode Teardown.");
 }
 
 /* Gain */
 
 orka_status_t orka_iencode_audio_set_gain(const orka_iencode_gain_t *gain)
 {
-    return orka_control(HERE, orka_audio_encoder_fd(), no_audio, IENCODE_SET_GAIN, gain,
-                        "Calling Audio Encode Set Gain.");
+    return control_audio(HERE, IENCODE_SET_GAIN, gain, "Calling Audio Encode Set Gain.");
 }
 
 orka_status_t orka_iencode_audio_set_gaindb(int32_t first_db, int32_t second_db)

@@ -19,7 +19,7 @@
 
 using namespace orka::wire;
 
-static const char pname[] = "ORKA_IMEM:";
+static constexpr char pname[] = "ORKA_IMEM:";
 
 static const char no_imem[] = "Obtaining IMEM FD.";
 static const char no_imanage[] = "Obtaining IMANAGE FD.";

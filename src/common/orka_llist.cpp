@@ -8,7 +8,7 @@
 #include "common/orka_pthread_internal.h"
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_LLIST:";
+static constexpr char pname[] = "ORKA_LLIST:";
 
 static inline orka_status_t orka_llist_check_handle(const orka_llist_t *list)
 {

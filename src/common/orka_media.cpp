@@ -9,14 +9,14 @@
 #include "common/orka_print_internal.h"
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_IMEDIA:";
+static constexpr char pname[] = "ORKA_IMEDIA:";
 static const char unknown[] = "UNKNOWN";
 
-/* Names */
+/* Names: in the rows themselves, here and below, so that loading the library has nothing to relocate. */
 
 struct type_name {
-    int32_t value;
-    const char *name;
+    int8_t value;
+    char name[15];
 };
 
 static constexpr type_name framedesc[] = {
@@ -284,9 +284,9 @@ void orka_media_audio_print_valid_bitrates_per_audio_type(FILE *stream, const ch
 /* Codec numbers */
 
 struct codec_desc {
-    uint32_t codec;
-    int32_t type;
-    const char *name;
+    uint16_t codec;
+    int8_t type;
+    char name[17];
 };
 
 static constexpr codec_desc audio_codec_desc[] = {
@@ -335,7 +335,7 @@ static constexpr size_t video_codec_desc_size = 14;
 static_assert(std::size(video_codec_desc) == video_codec_desc_size);
 
 /* What a codec number without a row stands for. */
-static constexpr codec_desc no_codec = {.codec = 0, .type = 0, .name = unknown};
+static constexpr codec_desc no_codec = {.codec = 0, .type = 0, .name = "UNKNOWN"};
 
 static const codec_desc &find_codec(std::span<const codec_desc> rows, uint32_t codec)
 {
@@ -532,11 +532,11 @@ orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t 
 /* Files */
 
 struct file_extension {
-    const char *extension;
-    orka_file_type_t file;
-    orka_audio_type_t audio;
-    orka_video_type_t video;
-    orka_image_type_t image;
+    char extension[8];
+    int8_t file;
+    int8_t audio;
+    int8_t video;
+    int8_t image;
 };
 
 /* Kept on purpose: the first match wins, so the second rows of ".bsac" and ".mp2" are never reached. */
@@ -644,27 +644,26 @@ orka_file_type_t orka_media_file_type(const char *file_name)
 
 /* The first rule whose words the image's name contains decides. */
 struct framework_rule {
-    const char *word;
-    const char *other_word; /* may be null */
-    const char *framework;
+    char word[12];
+    char other_word[6]; /* may be empty */
+    char framework[10];
 };
 
 static constexpr framework_rule audio_frameworks[] = {
-    {"aac", "h264", "aac48"},  {"aac", nullptr, "aac"},  {"aec", nullptr, "g7xx_aec"},
-    {"g7xx", nullptr, "g7xx"}, {"g71", nullptr, "g7xx"}, {"g72", nullptr, "g7xx"},
-    {"mp3", nullptr, "mp3"},   {"ogg", nullptr, "ogg"},
+    {"aac", "h264", "aac48"}, {"aac", "", "aac"},  {"aec", "", "g7xx_aec"}, {"g7xx", "", "g7xx"},
+    {"g71", "", "g7xx"},      {"g72", "", "g7xx"}, {"mp3", "", "mp3"},      {"ogg", "", "ogg"},
 };
 
 static constexpr framework_rule video_frameworks[] = {
-    {"divx311", nullptr, "divx311"}, {"h264_mc", nullptr, "h264mc"},      {"h264mc", nullptr, "h264mc"},
-    {"h264", nullptr, "h264"},       {"mpeg2", nullptr, "mpeg2"},         {"mpeg4_mc", nullptr, "mpeg4mc"},
-    {"mpeg4mc", nullptr, "mpeg4mc"}, {"mpeg4_4chan", nullptr, "mpeg4mc"}, {"mpeg4", nullptr, "mpeg4"},
-    {"wmv", nullptr, "wmv"},
+    {"divx311", "", "divx311"}, {"h264_mc", "", "h264mc"},      {"h264mc", "", "h264mc"},
+    {"h264", "", "h264"},       {"mpeg2", "", "mpeg2"},         {"mpeg4_mc", "", "mpeg4mc"},
+    {"mpeg4mc", "", "mpeg4mc"}, {"mpeg4_4chan", "", "mpeg4mc"}, {"mpeg4", "", "mpeg4"},
+    {"wmv", "", "wmv"},
 };
 
 static bool contains(const char *name, const char *word)
 {
-    return word == nullptr || strstr(name, word) != nullptr;
+    return strstr(name, word) != nullptr;
 }
 
 static const char *find_framework(std::span<const framework_rule> rules, const char *name,

@@ -6,14 +6,15 @@
 #include <cstring>
 #include <sched.h>
 
+#include "common/orka_inline_internal.h"
 #include "common/orka_pthread_internal.h"
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_PTHREAD:";
+static constexpr char pname[] = "ORKA_PTHREAD:";
 
 /*
- * Every operation is a row of texts, a core, and two entries over the core: one that traces, one that is
- * quiet. run() does what all cores have in common.
+ * Every operation is its texts, a core, and two entries over the core: one that traces, one that is quiet.
+ * announce() and conclude() do what all cores have in common.
  */
 
 enum class trace_mode { trace = 1, quiet = 2 };
@@ -33,113 +34,69 @@ static constexpr caller traced(const char *function, int line)
 }
 
 /*
- * What a traced operation says. Each text may take one 32-bit word: the object's address, or the new cancel
- * state. Some errors name no object; null says nothing.
+ * What a traced operation says before, after, and of an error, one text behind the other. Each may take one
+ * 32-bit word: the object's address, or the new cancel state. Some errors name no object; an empty text says
+ * nothing.
+ *
+ * Kept on purpose: the two errors without "Error", "Desstroying", and the "Locked Mutex" of trylock.
  */
-struct operation {
-    const char *before;
-    const char *after;
-    const char *error;
-    orka_status_t failure;
-};
+static constexpr char create_thread[] = "Creating Thread [0x%08X].\0"
+                                        "Created Thread [0x%08X].\0"
+                                        "Error Creating Thread [0x%08X].";
+static constexpr char detach_thread[] = "Detaching Thread [0x%08X].\0"
+                                        "Detached Thread [0x%08X].\0"
+                                        "Detaching Thread.";
+static constexpr char join_thread[] = "Joining Thread [0x%08X].\0"
+                                      "Joined Thread [0x%08X].\0"
+                                      "Error Joining Thread [0x%08X].";
+static constexpr char cancel_thread[] = "Cancelling Thread [0x%08X].\0"
+                                        "Cancelled Thread [0x%08X].\0"
+                                        "Error Cancelling Thread [0x%08X].";
+static constexpr char set_cancel_state[] = "Setting Thread Cancel State to %d.\0"
+                                           "Set Thread Cancel State to %d.\0"
+                                           "Setting Thread Cancel State.";
+static constexpr char set_priority[] = "\0"
+                                       "\0"
+                                       "Error Setting Thread Priority [0x%08X].";
+static constexpr char init_mutex[] = "Initializing Mutex [0x%08X].\0"
+                                     "Initialized Mutex [0x%08X].\0"
+                                     "Error Initializing Mutex [0x%08X].";
+static constexpr char destroy_mutex[] = "Destroying Mutex [0x%08X].\0"
+                                        "Destroyed Mutex [0x%08X].\0"
+                                        "Error Destroying Mutex [0x%08X].";
+static constexpr char lock_mutex[] = "Locking Mutex [0x%08X].\0"
+                                     "Locked Mutex [0x%08X].\0"
+                                     "Error Locking Mutex [0x%08X].";
+static constexpr char trylock_mutex[] = "Try Locking Mutex [0x%08X].\0"
+                                        "Locked Mutex [0x%08X].\0"
+                                        "Error Try Locking Mutex [0x%08X].";
+static constexpr char unlock_mutex[] = "Unlocking Mutex [0x%08X].\0"
+                                       "Unlocked Mutex [0x%08X].\0"
+                                       "Error Unlocking Mutex [0x%08X].";
+static constexpr char init_cond[] = "Initializing Conditional Variable [0x%08X].\0"
+                                    "Initialized Conditional Variable [0x%08X].\0"
+                                    "Error Initializing Conditional Variable [0x%08X].";
+static constexpr char destroy_cond[] = "Destroying Conditional Variable [0x%08X].\0"
+                                       "Destroyed Conditional Variable [0x%08X].\0"
+                                       "Error Desstroying Conditional Variable [0x%08X].";
+static constexpr char wait_cond[] = "Waiting on Condition [0x%08X].\0"
+                                    "Condition Received [0x%08X].\0"
+                                    "Error Waiting on Condition [0x%08X].";
+static constexpr char broadcast_cond[] = "Broadcasting Condition [0x%08X].\0"
+                                         "Broadcasted Condition [0x%08X].\0"
+                                         "Error Broadcasting Condition [0x%08X].";
+static constexpr char signal_cond[] = "Signaling Condition [0x%08X].\0"
+                                      "Signaled Condition [0x%08X].\0"
+                                      "Error Signaling Condition [0x%08X].";
 
-/* Kept on purpose: the two errors without "Error", "Desstroying", and the "Locked Mutex" of trylock. */
-static constexpr operation create_thread = {
-    .before = "Creating Thread [0x%08X].",
-    .after = "Created Thread [0x%08X].",
-    .error = "Error Creating Thread [0x%08X].",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation detach_thread = {
-    .before = "Detaching Thread [0x%08X].",
-    .after = "Detached Thread [0x%08X].",
-    .error = "Detaching Thread.",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation join_thread = {
-    .before = "Joining Thread [0x%08X].",
-    .after = "Joined Thread [0x%08X].",
-    .error = "Error Joining Thread [0x%08X].",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation cancel_thread = {
-    .before = "Cancelling Thread [0x%08X].",
-    .after = "Cancelled Thread [0x%08X].",
-    .error = "Error Cancelling Thread [0x%08X].",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation set_cancel_state = {
-    .before = "Setting Thread Cancel State to %d.",
-    .after = "Set Thread Cancel State to %d.",
-    .error = "Setting Thread Cancel State.",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation set_priority = {
-    .before = nullptr,
-    .after = nullptr,
-    .error = "Error Setting Thread Priority [0x%08X].",
-    .failure = ORKA_STATUS_THREAD,
-};
-static constexpr operation init_mutex = {
-    .before = "Initializing Mutex [0x%08X].",
-    .after = "Initialized Mutex [0x%08X].",
-    .error = "Error Initializing Mutex [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation destroy_mutex = {
-    .before = "Destroying Mutex [0x%08X].",
-    .after = "Destroyed Mutex [0x%08X].",
-    .error = "Error Destroying Mutex [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation lock_mutex = {
-    .before = "Locking Mutex [0x%08X].",
-    .after = "Locked Mutex [0x%08X].",
-    .error = "Error Locking Mutex [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation trylock_mutex = {
-    .before = "Try Locking Mutex [0x%08X].",
-    .after = "Locked Mutex [0x%08X].",
-    .error = "Error Try Locking Mutex [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation unlock_mutex = {
-    .before = "Unlocking Mutex [0x%08X].",
-    .after = "Unlocked Mutex [0x%08X].",
-    .error = "Error Unlocking Mutex [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation init_cond = {
-    .before = "Initializing Conditional Variable [0x%08X].",
-    .after = "Initialized Conditional Variable [0x%08X].",
-    .error = "Error Initializing Conditional Variable [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation destroy_cond = {
-    .before = "Destroying Conditional Variable [0x%08X].",
-    .after = "Destroyed Conditional Variable [0x%08X].",
-    .error = "Error Desstroying Conditional Variable [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation wait_cond = {
-    .before = "Waiting on Condition [0x%08X].",
-    .after = "Condition Received [0x%08X].",
-    .error = "Error Waiting on Condition [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation broadcast_cond = {
-    .before = "Broadcasting Condition [0x%08X].",
-    .after = "Broadcasted Condition [0x%08X].",
-    .error = "Error Broadcasting Condition [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
-static constexpr operation signal_cond = {
-    .before = "Signaling Condition [0x%08X].",
-    .after = "Signaled Condition [0x%08X].",
-    .error = "Error Signaling Condition [0x%08X].",
-    .failure = ORKA_STATUS_MUTEX,
-};
+enum class step { before, after, error };
+
+static const char *text_of(const char *texts, step wanted)
+{
+    for (int left = static_cast<int>(wanted); left > 0; left--)
+        texts += strlen(texts) + 1;
+    return texts;
+}
 
 /*
  * Printing: one printf a line, so that lines of several threads stay whole. Not marked cold: what is inlined
@@ -171,16 +128,22 @@ template <typename... Words>
     fflush(stdout);
 }
 
-[[gnu::noinline]] static void print_step(const caller &from, const char *message, uint32_t word)
+[[gnu::noinline]] static void print_word(const caller &from, const char *message, uint32_t word)
 {
-    if (message != nullptr)
-        print_line(from, fill_in(message, word));
+    print_line(from, fill_in(message, word));
 }
 
-[[gnu::noinline]] static void print_failure(const caller &from, const char *message, uint32_t word,
-                                            int result)
+[[gnu::noinline]] static void print_step(const caller &from, const char *texts, step reached, uint32_t word)
 {
-    print_line(from, fill_in(message, word), strerror(result));
+    const char *message = text_of(texts, reached);
+
+    if (*message != '\0')
+        print_word(from, message, word);
+}
+
+[[gnu::noinline]] static void print_failure(const caller &from, const char *texts, uint32_t word, int result)
+{
+    print_line(from, fill_in(text_of(texts, step::error), word), strerror(result));
 }
 
 static uint32_t address_word(const void *object)
@@ -195,24 +158,39 @@ void orka_pthread_die(const char *fatal, const void *object, const char *functio
     exit(1);
 }
 
-/* The mechanics of every core. */
-template <typename Call>
-[[gnu::always_inline]] static inline orka_status_t run(const operation &texts, const caller &from,
-                                                       uint32_t word, Call posix_call)
+/* The mechanics of every core: what is said before its call, and what becomes of the call's result. */
+
+static ORKA_INLINE void announce(const char *texts, const caller &from, uint32_t word)
+{
+    if (from.mode == trace_mode::trace)
+        print_step(from, texts, step::before, word);
+}
+
+static ORKA_INLINE orka_status_t conclude(const char *texts, const caller &from, uint32_t word, int result,
+                                          orka_status_t failure)
 {
     const bool tracing = from.mode == trace_mode::trace;
 
-    if (tracing)
-        print_step(from, texts.before, word);
-    const int result = posix_call();
     if (result != 0) [[unlikely]] {
         if (tracing)
-            print_failure(from, texts.error, word, result);
-        return texts.failure;
+            print_failure(from, texts, word, result);
+        return failure;
     }
     if (tracing)
-        print_step(from, texts.after, word);
+        print_step(from, texts, step::after, word);
     return ORKA_STATUS_SUCCESS;
+}
+
+static ORKA_INLINE orka_status_t thread_status(const char *texts, const caller &from, uint32_t word,
+                                               int result)
+{
+    return conclude(texts, from, word, result, ORKA_STATUS_THREAD);
+}
+
+static ORKA_INLINE orka_status_t mutex_status(const char *texts, const caller &from, const void *object,
+                                              int result)
+{
+    return conclude(texts, from, address_word(object), result, ORKA_STATUS_MUTEX);
 }
 
 /* Threads */
@@ -220,12 +198,13 @@ template <typename Call>
 using start_function = void *(void *);
 
 static orka_status_t orka_pthread_create_actual(pthread_t *thread, start_function *start_routine, void *arg,
-                                                caller from)
+                                                const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(thread);
     ORKA_ASSERT_NOT_NULL(start_routine);
-    return run(create_thread, from, address_word(thread),
-               [=] { return pthread_create(thread, nullptr, start_routine, arg); });
+    announce(create_thread, from, address_word(thread));
+    return thread_status(create_thread, from, address_word(thread),
+                         pthread_create(thread, nullptr, start_routine, arg));
 }
 
 orka_status_t orka_pthread_create(pthread_t *thread, start_function *start_routine, void *arg)
@@ -239,9 +218,10 @@ orka_status_t orka_pthread_create_debug(pthread_t *thread, start_function *start
     return orka_pthread_create_actual(thread, start_routine, arg, traced(function, line));
 }
 
-static orka_status_t orka_pthread_detach_actual(pthread_t *thread, caller from)
+static orka_status_t orka_pthread_detach_actual(pthread_t *thread, const caller &from)
 {
-    return run(detach_thread, from, address_word(thread), [=] { return pthread_detach(*thread); });
+    announce(detach_thread, from, address_word(thread));
+    return thread_status(detach_thread, from, address_word(thread), pthread_detach(*thread));
 }
 
 orka_status_t orka_pthread_detach(pthread_t *thread)
@@ -255,7 +235,7 @@ orka_status_t orka_pthread_detach_debug(pthread_t *thread, const char *function,
 }
 
 static orka_status_t orka_pthread_create_detached_actual(pthread_t *thread, start_function *start_routine,
-                                                         void *arg, caller from)
+                                                         void *arg, const caller &from)
 {
     const orka_status_t status = orka_pthread_create_actual(thread, start_routine, arg, from);
 
@@ -275,10 +255,11 @@ orka_status_t orka_pthread_create_detached_debug(pthread_t *thread, start_functi
     return orka_pthread_create_detached_actual(thread, start_routine, arg, traced(function, line));
 }
 
-static orka_status_t orka_pthread_join_actual(pthread_t *thread, void **retval, caller from)
+static orka_status_t orka_pthread_join_actual(pthread_t *thread, void **retval, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(thread);
-    return run(join_thread, from, address_word(thread), [=] { return pthread_join(*thread, retval); });
+    announce(join_thread, from, address_word(thread));
+    return thread_status(join_thread, from, address_word(thread), pthread_join(*thread, retval));
 }
 
 orka_status_t orka_pthread_join(pthread_t *thread, void **retval)
@@ -297,10 +278,11 @@ int orka_pthread_yield(void)
     return sched_yield();
 }
 
-static orka_status_t orka_pthread_cancel_actual(pthread_t *thread, caller from)
+static orka_status_t orka_pthread_cancel_actual(pthread_t *thread, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(thread);
-    return run(cancel_thread, from, address_word(thread), [=] { return pthread_cancel(*thread); });
+    announce(cancel_thread, from, address_word(thread));
+    return thread_status(cancel_thread, from, address_word(thread), pthread_cancel(*thread));
 }
 
 orka_status_t orka_pthread_cancel(pthread_t *thread)
@@ -313,10 +295,11 @@ orka_status_t orka_pthread_cancel_debug(pthread_t *thread, const char *function,
     return orka_pthread_cancel_actual(thread, traced(function, line));
 }
 
-static orka_status_t orka_pthread_setcancelstate_actual(int state, int *oldstate, caller from)
+static orka_status_t orka_pthread_setcancelstate_actual(int state, int *oldstate, const caller &from)
 {
-    return run(set_cancel_state, from, static_cast<uint32_t>(state),
-               [=] { return pthread_setcancelstate(state, oldstate); });
+    announce(set_cancel_state, from, static_cast<uint32_t>(state));
+    return thread_status(set_cancel_state, from, static_cast<uint32_t>(state),
+                         pthread_setcancelstate(state, oldstate));
 }
 
 orka_status_t orka_pthread_setcancelstate(int state, int *oldstate)
@@ -330,14 +313,14 @@ orka_status_t orka_pthread_setcancelstate_debug(int state, int *oldstate, const 
 }
 
 static orka_status_t orka_pthread_setschedparam_actual(pthread_t *thread, int policy, int priority,
-                                                       caller from)
+                                                       const caller &from)
 {
-    return run(set_priority, from, address_word(thread), [=] {
-        sched_param param = {};
+    sched_param param = {};
 
-        param.sched_priority = priority;
-        return pthread_setschedparam(*thread, policy, &param);
-    });
+    param.sched_priority = priority;
+    announce(set_priority, from, address_word(thread));
+    return thread_status(set_priority, from, address_word(thread),
+                         pthread_setschedparam(*thread, policy, &param));
 }
 
 orka_status_t orka_pthread_setschedparam(pthread_t *thread, int policy, int priority)
@@ -354,10 +337,11 @@ orka_status_t orka_pthread_setschedparam_debug(pthread_t *thread, int policy, in
 
 /* Mutexes */
 
-static orka_status_t orka_pthread_mutex_init_actual(pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_mutex_init_actual(pthread_mutex_t *mutex, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(init_mutex, from, address_word(mutex), [=] { return pthread_mutex_init(mutex, nullptr); });
+    announce(init_mutex, from, address_word(mutex));
+    return mutex_status(init_mutex, from, mutex, pthread_mutex_init(mutex, nullptr));
 }
 
 orka_status_t orka_pthread_mutex_init(pthread_mutex_t *mutex)
@@ -370,10 +354,11 @@ orka_status_t orka_pthread_mutex_init_debug(pthread_mutex_t *mutex, const char *
     return orka_pthread_mutex_init_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_destroy_actual(pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_mutex_destroy_actual(pthread_mutex_t *mutex, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(destroy_mutex, from, address_word(mutex), [=] { return pthread_mutex_destroy(mutex); });
+    announce(destroy_mutex, from, address_word(mutex));
+    return mutex_status(destroy_mutex, from, mutex, pthread_mutex_destroy(mutex));
 }
 
 orka_status_t orka_pthread_mutex_destroy(pthread_mutex_t *mutex)
@@ -386,11 +371,11 @@ orka_status_t orka_pthread_mutex_destroy_debug(pthread_mutex_t *mutex, const cha
     return orka_pthread_mutex_destroy_actual(mutex, traced(function, line));
 }
 
-[[gnu::always_inline]] static inline orka_status_t orka_pthread_mutex_lock_actual(pthread_mutex_t *mutex,
-                                                                                  caller from)
+static ORKA_INLINE orka_status_t orka_pthread_mutex_lock_actual(pthread_mutex_t *mutex, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(lock_mutex, from, address_word(mutex), [=] { return pthread_mutex_lock(mutex); });
+    announce(lock_mutex, from, address_word(mutex));
+    return mutex_status(lock_mutex, from, mutex, pthread_mutex_lock(mutex));
 }
 
 orka_status_t orka_pthread_mutex_lock(pthread_mutex_t *mutex)
@@ -403,7 +388,7 @@ orka_status_t orka_pthread_mutex_lock_debug(pthread_mutex_t *mutex, const char *
     return orka_pthread_mutex_lock_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_lock_or_die_actual(pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_mutex_lock_or_die_actual(pthread_mutex_t *mutex, const caller &from)
 {
     if (orka_pthread_mutex_lock_actual(mutex, from) != ORKA_STATUS_SUCCESS)
         orka_pthread_die(orka_pthread_fatal_lock, mutex, from.function, from.line);
@@ -420,10 +405,11 @@ orka_status_t orka_pthread_mutex_lock_or_die_debug(pthread_mutex_t *mutex, const
     return orka_pthread_mutex_lock_or_die_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_trylock_actual(pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_mutex_trylock_actual(pthread_mutex_t *mutex, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(trylock_mutex, from, address_word(mutex), [=] { return pthread_mutex_trylock(mutex); });
+    announce(trylock_mutex, from, address_word(mutex));
+    return mutex_status(trylock_mutex, from, mutex, pthread_mutex_trylock(mutex));
 }
 
 orka_status_t orka_pthread_mutex_trylock(pthread_mutex_t *mutex)
@@ -436,11 +422,11 @@ orka_status_t orka_pthread_mutex_trylock_debug(pthread_mutex_t *mutex, const cha
     return orka_pthread_mutex_trylock_actual(mutex, traced(function, line));
 }
 
-[[gnu::always_inline]] static inline orka_status_t orka_pthread_mutex_unlock_actual(pthread_mutex_t *mutex,
-                                                                                    caller from)
+static ORKA_INLINE orka_status_t orka_pthread_mutex_unlock_actual(pthread_mutex_t *mutex, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(unlock_mutex, from, address_word(mutex), [=] { return pthread_mutex_unlock(mutex); });
+    announce(unlock_mutex, from, address_word(mutex));
+    return mutex_status(unlock_mutex, from, mutex, pthread_mutex_unlock(mutex));
 }
 
 orka_status_t orka_pthread_mutex_unlock(pthread_mutex_t *mutex)
@@ -453,7 +439,7 @@ orka_status_t orka_pthread_mutex_unlock_debug(pthread_mutex_t *mutex, const char
     return orka_pthread_mutex_unlock_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_mutex_unlock_or_die_actual(pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_mutex_unlock_or_die_actual(pthread_mutex_t *mutex, const caller &from)
 {
     if (orka_pthread_mutex_unlock_actual(mutex, from) != ORKA_STATUS_SUCCESS)
         orka_pthread_die(orka_pthread_fatal_unlock, mutex, from.function, from.line);
@@ -472,10 +458,11 @@ orka_status_t orka_pthread_mutex_unlock_or_die_debug(pthread_mutex_t *mutex, con
 
 /* Condition variables */
 
-static orka_status_t orka_pthread_cond_init_actual(pthread_cond_t *cond, caller from)
+static orka_status_t orka_pthread_cond_init_actual(pthread_cond_t *cond, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
-    return run(init_cond, from, address_word(cond), [=] { return pthread_cond_init(cond, nullptr); });
+    announce(init_cond, from, address_word(cond));
+    return mutex_status(init_cond, from, cond, pthread_cond_init(cond, nullptr));
 }
 
 orka_status_t orka_pthread_cond_init(pthread_cond_t *cond)
@@ -488,10 +475,11 @@ orka_status_t orka_pthread_cond_init_debug(pthread_cond_t *cond, const char *fun
     return orka_pthread_cond_init_actual(cond, traced(function, line));
 }
 
-static orka_status_t orka_pthread_cond_destroy_actual(pthread_cond_t *cond, caller from)
+static orka_status_t orka_pthread_cond_destroy_actual(pthread_cond_t *cond, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
-    return run(destroy_cond, from, address_word(cond), [=] { return pthread_cond_destroy(cond); });
+    announce(destroy_cond, from, address_word(cond));
+    return mutex_status(destroy_cond, from, cond, pthread_cond_destroy(cond));
 }
 
 orka_status_t orka_pthread_cond_destroy(pthread_cond_t *cond)
@@ -504,11 +492,13 @@ orka_status_t orka_pthread_cond_destroy_debug(pthread_cond_t *cond, const char *
     return orka_pthread_cond_destroy_actual(cond, traced(function, line));
 }
 
-static orka_status_t orka_pthread_cond_wait_actual(pthread_cond_t *cond, pthread_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_cond_wait_actual(pthread_cond_t *cond, pthread_mutex_t *mutex,
+                                                   const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
     ORKA_ASSERT_NOT_NULL(mutex);
-    return run(wait_cond, from, address_word(cond), [=] { return pthread_cond_wait(cond, mutex); });
+    announce(wait_cond, from, address_word(cond));
+    return mutex_status(wait_cond, from, cond, pthread_cond_wait(cond, mutex));
 }
 
 orka_status_t orka_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex)
@@ -523,7 +513,7 @@ orka_status_t orka_pthread_cond_wait_debug(pthread_cond_t *cond, pthread_mutex_t
 }
 
 static orka_status_t orka_pthread_cond_wait_or_die_actual(pthread_cond_t *cond, pthread_mutex_t *mutex,
-                                                          caller from)
+                                                          const caller &from)
 {
     if (orka_pthread_cond_wait_actual(cond, mutex, from) != ORKA_STATUS_SUCCESS)
         orka_pthread_die("Fatal Wait Cond Error", cond, from.function, from.line);
@@ -541,11 +531,11 @@ orka_status_t orka_pthread_cond_wait_or_die_debug(pthread_cond_t *cond, pthread_
     return orka_pthread_cond_wait_or_die_actual(cond, mutex, traced(function, line));
 }
 
-[[gnu::always_inline]] static inline orka_status_t orka_pthread_cond_broadcast_actual(pthread_cond_t *cond,
-                                                                                      caller from)
+static ORKA_INLINE orka_status_t orka_pthread_cond_broadcast_actual(pthread_cond_t *cond, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
-    return run(broadcast_cond, from, address_word(cond), [=] { return pthread_cond_broadcast(cond); });
+    announce(broadcast_cond, from, address_word(cond));
+    return mutex_status(broadcast_cond, from, cond, pthread_cond_broadcast(cond));
 }
 
 orka_status_t orka_pthread_cond_broadcast(pthread_cond_t *cond)
@@ -558,10 +548,11 @@ orka_status_t orka_pthread_cond_broadcast_debug(pthread_cond_t *cond, const char
     return orka_pthread_cond_broadcast_actual(cond, traced(function, line));
 }
 
-static orka_status_t orka_pthread_cond_signal_actual(pthread_cond_t *cond, caller from)
+static orka_status_t orka_pthread_cond_signal_actual(pthread_cond_t *cond, const caller &from)
 {
     ORKA_ASSERT_NOT_NULL(cond);
-    return run(signal_cond, from, address_word(cond), [=] { return pthread_cond_signal(cond); });
+    announce(signal_cond, from, address_word(cond));
+    return mutex_status(signal_cond, from, cond, pthread_cond_signal(cond));
 }
 
 orka_status_t orka_pthread_cond_signal(pthread_cond_t *cond)
@@ -652,8 +643,8 @@ orka_pthread_rdwr_mutex_verify(const orka_rdwr_mutex_t *mutex)
 
 /* The mechanics of the four steps on the record's mutex and condition: each looks at the object anew. */
 template <typename Step>
-[[gnu::always_inline]] static inline orka_status_t do_step(rdwr_call call, orka_rdwr_record *tmutex,
-                                                           const char *error, Step step)
+static ORKA_INLINE orka_status_t do_step(rdwr_call call, orka_rdwr_record *tmutex, const char *error,
+                                         Step step)
 {
     const orka_status_t valid = orka_pthread_rdwr_mutex_verify(call.mutex);
     if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
@@ -668,13 +659,13 @@ template <typename Step>
     return status;
 }
 
-[[gnu::always_inline]] static inline orka_status_t lock_record(rdwr_call call, orka_rdwr_record *tmutex)
+static ORKA_INLINE orka_status_t lock_record(rdwr_call call, orka_rdwr_record *tmutex)
 {
     return do_step(call, tmutex, "Error Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.",
                    [](orka_rdwr_record &record) { return orka_pthread_mutex_lock(&record.mutex); });
 }
 
-[[gnu::always_inline]] static inline orka_status_t unlock_record(rdwr_call call, orka_rdwr_record *tmutex)
+static ORKA_INLINE orka_status_t unlock_record(rdwr_call call, orka_rdwr_record *tmutex)
 {
     return do_step(call, tmutex, "Error UnLocking RDWR Mutex [0x%08X] at [0x%08X] for %s.",
                    [](orka_rdwr_record &record) { return orka_pthread_mutex_unlock(&record.mutex); });
@@ -687,7 +678,7 @@ static orka_status_t wait_for_change(rdwr_call call, orka_rdwr_record *tmutex)
         [](orka_rdwr_record &record) { return orka_pthread_cond_wait(&record.cond, &record.mutex); });
 }
 
-[[gnu::always_inline]] static inline orka_status_t tell_change(rdwr_call call, orka_rdwr_record *tmutex)
+static ORKA_INLINE orka_status_t tell_change(rdwr_call call, orka_rdwr_record *tmutex)
 {
     return do_step(call, tmutex, "Error Broadcasting RDWR Mutex Condition [0x%08X] at [0x%08X] for %s.",
                    [](orka_rdwr_record &record) { return orka_pthread_cond_broadcast(&record.cond); });
@@ -742,8 +733,7 @@ static inline bool is_closed_to_writers(const orka_rdwr_record &record)
 }
 
 /* The end of both ways to lock, once it is known whether the lock was had. */
-[[gnu::always_inline]] static inline orka_status_t leave_lock(rdwr_call call, orka_rdwr_record *tmutex,
-                                                              orka_status_t status)
+static ORKA_INLINE orka_status_t leave_lock(rdwr_call call, orka_rdwr_record *tmutex, orka_status_t status)
 {
     unlock_record(call, tmutex);
     if (is_traced(call) && status == ORKA_STATUS_SUCCESS) [[unlikely]]
@@ -751,8 +741,8 @@ static inline bool is_closed_to_writers(const orka_rdwr_record &record)
     return status;
 }
 
-[[gnu::always_inline]] static inline orka_status_t
-orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex,
+                                                                      const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
     orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
@@ -773,8 +763,8 @@ orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_
     return leave_lock(call, tmutex, status);
 }
 
-[[gnu::always_inline]] static inline orka_status_t
-orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex,
+                                                                      const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
     orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
@@ -798,7 +788,7 @@ orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_
 }
 
 /* The end of both ways to unlock. */
-[[gnu::always_inline]] static inline orka_status_t leave_unlock(rdwr_call call, orka_rdwr_record *tmutex)
+static ORKA_INLINE orka_status_t leave_unlock(rdwr_call call, orka_rdwr_record *tmutex)
 {
     const orka_status_t status = unlock_record(call, tmutex);
 
@@ -807,8 +797,8 @@ orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_
     return status;
 }
 
-[[gnu::always_inline]] static inline orka_status_t
-orka_pthread_rdwr_mutex_runlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_runlock_actual(const orka_rdwr_mutex_t *mutex,
+                                                                        const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
     const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
@@ -826,8 +816,8 @@ orka_pthread_rdwr_mutex_runlock_actual(const orka_rdwr_mutex_t *mutex, const rdw
     return leave_unlock(call, tmutex);
 }
 
-[[gnu::always_inline]] static inline orka_status_t
-orka_pthread_rdwr_mutex_wunlock_actual(const orka_rdwr_mutex_t *mutex, const rdwr_caller &by)
+static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_wunlock_actual(const orka_rdwr_mutex_t *mutex,
+                                                                        const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
     const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
@@ -972,13 +962,13 @@ static void destroy_parts(const call_site &site, orka_rdwr_record &record, bool 
         report_error(site, "Error Destroying Mutex.");
 }
 
-static orka_status_t orka_pthread_rdwr_mutex_init_actual(orka_rdwr_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_rdwr_mutex_init_actual(orka_rdwr_mutex_t *mutex, const caller &from)
 {
     const bool tracing = from.mode == trace_mode::trace;
 
     ORKA_ASSERT_NOT_NULL(mutex);
     if (tracing)
-        print_step(from, "Initializing RDWR Mutex [0x%08X].", address_word(mutex));
+        print_word(from, "Initializing RDWR Mutex [0x%08X].", address_word(mutex));
 
     orka_rdwr_record *record = allocate_record();
     if (record == nullptr)
@@ -988,7 +978,7 @@ static orka_status_t orka_pthread_rdwr_mutex_init_actual(orka_rdwr_mutex_t *mute
 
     if (record->mutex_initialized != 1 || record->cond_initialized != 1) {
         if (tracing)
-            print_step(from, "Error Initializing RDWR Mutex [0x%08X].", address_word(mutex));
+            print_word(from, "Error Initializing RDWR Mutex [0x%08X].", address_word(mutex));
         /* Kept on purpose: what failed is destroyed, and what succeeded is left. */
         destroy_parts(HERE, *record, record->mutex_initialized != 1, record->cond_initialized != 1);
         release_record(record);
@@ -1014,7 +1004,8 @@ orka_status_t orka_pthread_rdwr_mutex_init_debug(orka_rdwr_mutex_t *mutex, const
     return orka_pthread_rdwr_mutex_init_actual(mutex, traced(function, line));
 }
 
-static orka_status_t orka_pthread_rdwr_mutex_destroy_actual(const orka_rdwr_mutex_t *mutex, caller from)
+static orka_status_t orka_pthread_rdwr_mutex_destroy_actual(const orka_rdwr_mutex_t *mutex,
+                                                            const caller &from)
 {
     const bool tracing = from.mode == trace_mode::trace;
     const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);

@@ -17,6 +17,7 @@
 
 #include "common/orka_idevice_internal.h"
 #include "common/orka_imem_internal.h"
+#include "common/orka_inline_internal.h"
 #include "common/orka_status_internal.h"
 #include "wire/orka_request.h"
 
@@ -223,9 +224,8 @@ struct frame_call {
 
 /* Takes a frame from the driver; the caller's is written on success alone. */
 template <typename Record, const auto &family, typename Frame, typename Queue>
-[[gnu::always_inline]] inline orka_status_t take_frame(const call_site &site, Frame *frame,
-                                                       const Queue *queue, int32_t timeout, uint32_t request,
-                                                       orka_message<> refused, const status_texts &texts)
+ORKA_INLINE orka_status_t take_frame(const call_site &site, Frame *frame, const Queue *queue, int32_t timeout,
+                                     uint32_t request, orka_message<> refused, const status_texts &texts)
 {
     if (frame == nullptr || queue == nullptr) [[unlikely]]
         return orka_null_pointer(site);
@@ -253,8 +253,8 @@ template <typename Record, const auto &family, typename Frame, typename Queue>
 
 /* Hands a frame back to the driver. */
 template <typename Record, const auto &family, typename Frame, typename Queue>
-[[gnu::always_inline]] inline orka_status_t return_frame(const call_site &site, const Frame *frame,
-                                                         const Queue *queue, uint32_t request)
+ORKA_INLINE orka_status_t return_frame(const call_site &site, const Frame *frame, const Queue *queue,
+                                       uint32_t request)
 {
     if (frame == nullptr || queue == nullptr) [[unlikely]]
         return orka_null_pointer(site);

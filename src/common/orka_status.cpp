@@ -9,7 +9,7 @@
 
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_STATUS:";
+static constexpr char pname[] = "ORKA_STATUS:";
 
 /* Codes and texts */
 
@@ -129,8 +129,8 @@ __attribute__((cold, format(printf, 5, 0))) static void write_report(FILE *strea
                                                                      int saved_errno, const call_site &site,
                                                                      const char *message, va_list arguments)
 {
-    fprintf(stream, "%s:%s():[%d] ", kind, site.function, site.line);
-    fprintf(stream, "%s ", site.tag);
+    fprintf(stream, "%s:%s%s():[%d] ", kind, prefix_of(site), name_of(site), site.line);
+    fprintf(stream, "%s ", orka_modules[site.module].tag);
     vfprintf(stream, message, arguments);
     fprintf(stream, "\n");
     if (saved_errno != no_errno) {
@@ -186,4 +186,18 @@ void report_fatal_errno(int saved_errno, const call_site &site, const char *mess
     write_report(stderr, "FATAL", saved_errno, site, message, arguments);
     va_end(arguments);
     exit(1);
+}
+
+/* Assertions */
+
+/* libc's own, which <assert.h> hides in release builds. */
+extern "C" [[noreturn]] void __assert_fail(const char *assertion, const char *file, unsigned int line,
+                                           const char *function) noexcept;
+
+void orka_assertion_failed(const call_site &site, const char *text, const char *file)
+{
+    char function[64];
+
+    snprintf(function, sizeof function, "%s%s", prefix_of(site), name_of(site));
+    __assert_fail(text, file, site.line, function);
 }

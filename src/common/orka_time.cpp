@@ -6,7 +6,7 @@
 
 #include "common/orka_status_internal.h"
 
-static const char pname[] = "ORKA_TIME:";
+static constexpr char pname[] = "ORKA_TIME:";
 
 static constexpr uint32_t msec_per_second = 1000;
 static constexpr int32_t usec_per_msec = 1000;

@@ -4,7 +4,7 @@
 #include "common/orka_status_internal.h"
 #include "common/orka_video_utils_internal.h"
 
-static const char pname[] = "ORKA_VIDEO_UTILS:";
+static constexpr char pname[] = "ORKA_VIDEO_UTILS:";
 
 /* Bit writer. Kept on purpose: its state is the module's, and not locked. */
 

@@ -11,7 +11,7 @@
 
 using namespace orka_test;
 
-static const char pname[] = "ORKA_TEST:";
+static constexpr char pname[] = "ORKA_STATUS:";
 
 /* Texts */
 
@@ -150,13 +150,13 @@ using Report = HarnessTest;
 
 static void noticer(const char *word)
 {
-    report_error({pname, __func__, 17}, "Odd %s of %d.", word, 3);
+    report_error(ORKA_SITE(pname, __func__, 17), "Odd %s of %d.", word, 3);
 }
 
 TEST_F(Report, AnErrorIsOneLineOnStandardError)
 {
     noticer("number");
-    EXPECT_EQ(log.take_error(), "ERROR:noticer():[#] ORKA_TEST: Odd number of 3.\n");
+    EXPECT_EQ(log.take_error(), "ERROR:noticer():[#] ORKA_STATUS: Odd number of 3.\n");
 }
 
 TEST_F(Report, TheLineIsThatOfTheCallSite)
@@ -164,79 +164,82 @@ TEST_F(Report, TheLineIsThatOfTheCallSite)
     const Ending ending = end_of([](Kernel &) {
         const call_site &site = HERE;
         printf("%d\n", site.line - __LINE__);
-        printf("%s %s\n", site.tag, site.function);
+        printf("%s %s%s\n", orka_modules[site.module].tag, prefix_of(site), name_of(site));
     });
-    EXPECT_EQ(ending.output, "-1\nORKA_TEST: operator()\n");
+    EXPECT_EQ(ending.output, "-1\nORKA_STATUS: operator()\n");
 }
 
 TEST_F(Report, AnErrnoBringsASecondLineInTheSystemsWords)
 {
-    report_error_errno(ENOENT, {pname, "opener", 1}, "Opening.");
-    EXPECT_EQ(log.take_error(), "ERROR:opener():[#] ORKA_TEST: Opening.\n\t(2): No such file or directory\n");
+    report_error_errno(ENOENT, ORKA_SITE(pname, "opener", 1), "Opening.");
+    EXPECT_EQ(log.take_error(),
+              "ERROR:opener():[#] ORKA_STATUS: Opening.\n\t(2): No such file or directory\n");
 }
 
 TEST_F(Report, TheErrnoIsTheOneThatWasCaptured)
 {
     errno = EIO;
-    report_error_errno(EBUSY, {pname, "opener", 1}, "Opening.");
-    EXPECT_EQ(log.take_error(), error_line("opener", "ORKA_TEST: Opening.", EBUSY));
+    report_error_errno(EBUSY, ORKA_SITE(pname, "opener", 1), "Opening.");
+    EXPECT_EQ(log.take_error(), error_line("opener", "ORKA_STATUS: Opening.", EBUSY));
 }
 
 TEST_F(Report, AnErrnoOfZeroIsPrintedToo)
 {
-    report_error_errno(0, {pname, "opener", 1}, "Opening.");
-    EXPECT_EQ(log.take_error(), "ERROR:opener():[#] ORKA_TEST: Opening.\n\t(0): Success\n");
+    report_error_errno(0, ORKA_SITE(pname, "opener", 1), "Opening.");
+    EXPECT_EQ(log.take_error(), "ERROR:opener():[#] ORKA_STATUS: Opening.\n\t(0): Success\n");
 }
 
 TEST_F(Report, AWarningGoesToStandardOutput)
 {
-    report_warning({pname, "measurer", 1}, "Too %s.", "wide");
-    EXPECT_EQ(log.take_output(), "WARNING:measurer():[#] ORKA_TEST: Too wide.\n");
+    report_warning(ORKA_SITE(pname, "measurer", 1), "Too %s.", "wide");
+    EXPECT_EQ(log.take_output(), "WARNING:measurer():[#] ORKA_STATUS: Too wide.\n");
 }
 
 TEST_F(Report, AFatalFailureEndsTheProcessWithStatusOne)
 {
-    const Ending ending = end_of([](Kernel &) { report_fatal({pname, "keeper", 1}, "Lost %d.", 4); });
+    const Ending ending =
+        end_of([](Kernel &) { report_fatal(ORKA_SITE(pname, "keeper", 1), "Lost %d.", 4); });
 
     EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_TEST: Lost 4.\n");
+    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_STATUS: Lost 4.\n");
     EXPECT_EQ(ending.output, "");
 }
 
 TEST_F(Report, AFatalFailureOfACallSaysWhatTheSystemSaid)
 {
-    const Ending ending = end_of([](Kernel &) { report_fatal_errno(ENOMEM, {pname, "keeper", 1}, "Lost."); });
+    const Ending ending =
+        end_of([](Kernel &) { report_fatal_errno(ENOMEM, ORKA_SITE(pname, "keeper", 1), "Lost."); });
 
     EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_TEST: Lost.\n\t(12): Cannot allocate memory\n");
+    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_STATUS: Lost.\n\t(12): Cannot allocate memory\n");
 }
 
 TEST_F(Report, AFatalFailureRunsExitHandlers)
 {
     const Ending ending = end_of([](Kernel &) {
         atexit([] { fputs("handled\n", stderr); });
-        report_fatal({pname, "keeper", 1}, "Lost.");
+        report_fatal(ORKA_SITE(pname, "keeper", 1), "Lost.");
     });
-    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_TEST: Lost.\nhandled\n");
+    EXPECT_EQ(ending.error, "FATAL:keeper():[#] ORKA_STATUS: Lost.\nhandled\n");
 }
 
 TEST_F(Report, StandardErrorIsFlushedEvenWhenItIsBuffered)
 {
     const Ending ending = end_of([](Kernel &) {
         setvbuf(stderr, nullptr, _IOFBF, 4096);
-        report_error({pname, "noticer", 1}, "Odd.");
+        report_error(ORKA_SITE(pname, "noticer", 1), "Odd.");
         _exit(0);
     });
-    EXPECT_EQ(ending.error, "ERROR:noticer():[#] ORKA_TEST: Odd.\n");
+    EXPECT_EQ(ending.error, "ERROR:noticer():[#] ORKA_STATUS: Odd.\n");
 }
 
 TEST_F(Report, StandardOutputIsFlushedAfterAWarning)
 {
     const Ending ending = end_of([](Kernel &) {
-        report_warning({pname, "noticer", 1}, "Odd.");
+        report_warning(ORKA_SITE(pname, "noticer", 1), "Odd.");
         _exit(0);
     });
-    EXPECT_EQ(ending.output, "WARNING:noticer():[#] ORKA_TEST: Odd.\n");
+    EXPECT_EQ(ending.output, "WARNING:noticer():[#] ORKA_STATUS: Odd.\n");
 }
 
 /* Assertions */
