@@ -72,11 +72,12 @@ void Reactor::State::add(int fd, uint32_t events, WatchId id) const
 
 void Reactor::State::dispatch(const epoll_event &event)
 {
-    if (event.data.u64 == 0) {
+    const WatchId id = event.data.u64; /* a copy: the kernel's record is packed, and its words lie anywhere */
+    if (id == 0) {
         run_posted();
         return;
     }
-    const auto found = watches.find(event.data.u64);
+    const auto found = watches.find(id);
     if (found == watches.end())
         return;
     const std::shared_ptr<Watch> watch = found->second; /* survives an unwatch by its own handler */
