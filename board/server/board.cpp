@@ -4,17 +4,13 @@
 
 #include <sys/resource.h>
 
+#include "server/devices.h"
+
 namespace orka::board {
 
 namespace {
 
 constexpr uint32_t mebibyte = 1024 * 1024;
-
-constexpr wire::node video_encode_nodes[] = {
-    wire::node::iencode,    wire::node::vencode0,   wire::node::vencode1,   wire::node::vencode2,
-    wire::node::vencode3,   wire::node::vmvencode0, wire::node::vmvencode1, wire::node::vmvencode2,
-    wire::node::vmvencode3, wire::node::imgencode,
-};
 
 /* Each file and each connection of a program is a descriptor here. */
 void take_all_descriptors()
@@ -55,17 +51,7 @@ Board::Board(const BoardOptions &options, int listener)
     take_all_descriptors();
     machine_.camera = camera_.get();
     machine_.microphone = microphone_.get();
-    server_.attach(wire::node::imanage, make_imanage_driver(machine_));
-    server_.attach(wire::node::adecode, make_audio_decode_driver(machine_));
-    server_.attach(wire::node::vdecode, make_video_decode_driver(machine_));
-    server_.attach(wire::node::subtldecode, make_subtitle_decode_driver(machine_));
-    server_.attach(wire::node::imgdecode, make_image_decode_driver(machine_));
-    const std::shared_ptr<Driver> video_encoders = make_video_encode_driver(machine_);
-    for (const wire::node node : video_encode_nodes)
-        server_.attach(node, video_encoders);
-    server_.attach(wire::node::aencode, make_audio_encode_driver(machine_));
-    server_.attach(wire::node::idecode, make_display_driver(machine_));
-    server_.attach(wire::node::icapture, make_icapture_driver(machine_));
+    attach_devices(server_, machine_);
 }
 
 Board::~Board()
