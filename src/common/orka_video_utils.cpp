@@ -22,7 +22,7 @@ void puFirsttBits()
 /* A byte is built by shifting: what stood in it before is gone once it has got eight bits. */
 static void shift_in(uint8_t *byte, uint32_t bits, uint32_t count)
 {
-    *byte = static_cast<uint8_t>(*byte << count | bits);
+    *byte = static_cast<uint8_t>(uint32_t{*byte} << count | bits);
 }
 
 uint32_t putBits(uint16_t value, uint32_t count, uint8_t *buffer)
