@@ -25,6 +25,7 @@ set(ORKA_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
 option(ORKA_COVERAGE "Count with gcov what the library's tests reach" OFF)
 option(ORKA_NATIVE "The board's server and the tools, which run on the machine that builds" ${orka_native_default})
 option(ORKA_TESTS "The tests" ON)
+option(ORKA_FUZZ "The fuzz targets for libFuzzer, which takes clang; no other tests" OFF)
 option(ORKA_BENCH "The benchmarks" ${orka_bench_default})
 
 # The directory name under which the loader of this ABI looks: what $LIB expands to.

@@ -3,11 +3,10 @@
  * and the numbers.
  */
 #include <array>
-#include <cstring>
-#include <span>
 
 #include "common/orka_bstime_internal.h"
 #include "fuzz/fuzz.h"
+#include "fuzz/script.h"
 #include "orka_bstime.h"
 
 using namespace orka_test;
@@ -83,28 +82,6 @@ class Model {
 
   private:
     std::array<Entry, 10> entries_;
-};
-
-/* Reads the calls off the input. */
-class Script {
-  public:
-    explicit Script(std::span<const uint8_t> bytes) : bytes_(bytes) {}
-
-    bool ended() const { return next_ >= bytes_.size(); }
-    uint8_t byte() { return ended() ? uint8_t{0} : bytes_[next_++]; }
-
-    /* Of one to four bytes. */
-    uint32_t number(unsigned bytes)
-    {
-        uint32_t value = 0;
-        for (unsigned i = 0; i < bytes; i++)
-            value = value << 8 | byte();
-        return value;
-    }
-
-  private:
-    std::span<const uint8_t> bytes_;
-    size_t next_ = 0;
 };
 
 void compare(const orka_bstime_t &map, const Model &model)

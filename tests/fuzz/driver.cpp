@@ -1,9 +1,14 @@
 /*
- * Runs a fuzz target over inputs that are made up, the same ones at every run. The target ends the program
- * where library and model differ; the input is then printed.
+ * Runs a fuzz target over its corpus, and over inputs that are made up or changed from those of the corpus,
+ * the same ones at every run. The target ends the program where something is wrong; the input is then
+ * printed.
  */
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <span>
 #include <unistd.h>
@@ -18,8 +23,6 @@ namespace orka_test {
 namespace {
 
 using Input = std::vector<uint8_t>;
-
-constexpr int inputs = 20000;
 
 std::span<const uint8_t> current;
 
@@ -58,7 +61,37 @@ class Maker {
         return input;
     }
 
+    /* With a few bytes changed, left out or put in, or the end of another one. */
+    Input change(Input input, const Input &other)
+    {
+        for (uint32_t i = 1 + below(4); i != 0; i--)
+            change_once(input);
+        if (below(4) == 0)
+            input.insert(input.end(), other.begin() + below(size_of(other) + 1), other.end());
+        input.resize(std::min(input.size(), longest_input));
+        return input;
+    }
+
+    const Input &any_of(const std::vector<Input> &inputs)
+    {
+        return inputs[below(static_cast<uint32_t>(inputs.size()))];
+    }
+
   private:
+    static uint32_t size_of(const Input &input) { return static_cast<uint32_t>(input.size()); }
+
+    void change_once(Input &input)
+    {
+        const auto at = input.begin() + below(size_of(input) + 1);
+        const uint32_t how = below(3);
+        if (how == 0 || at == input.end())
+            input.insert(at, static_cast<uint8_t>(random_()));
+        else if (how == 1)
+            input.erase(at);
+        else
+            *at = static_cast<uint8_t>(random_());
+    }
+
     uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_()) % bound; }
 
     uint8_t byte_of(uint32_t kind)
@@ -94,26 +127,68 @@ class Maker {
     std::mt19937 random_{320};
 };
 
-TEST(ORKA_FUZZ_TARGET, AgreesWithItsModelOnMadeUpInputs)
+/* In the order of their names. */
+std::vector<Input> corpus()
 {
-    Maker maker;
+    std::vector<std::filesystem::path> files(std::filesystem::directory_iterator(ORKA_FUZZ_CORPUS), {});
+    std::vector<Input> inputs;
 
-    signal(SIGABRT, print_current);
-    signal(SIGSEGV, [](int number) {
-        print_current(number);
-        _exit(1);
-    });
-    for (int i = 0; i < inputs; i++) {
-        const Input input = maker.make();
-        current = input;
-        LLVMFuzzerTestOneInput(input.data(), input.size());
+    std::ranges::sort(files);
+    for (const std::filesystem::path &path : files) {
+        std::ifstream file(path, std::ios::binary);
+        inputs.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
-    current = {};
-    signal(SIGSEGV, SIG_DFL);
-    signal(SIGABRT, SIG_DFL);
+    return inputs;
 }
 
-TEST(ORKA_FUZZ_TARGET, TakesAnInputWithoutBytes)
+class ORKA_FUZZ_TARGET : public testing::Test {
+  protected:
+    ORKA_FUZZ_TARGET()
+    {
+        signal(SIGABRT, print_current);
+        signal(SIGSEGV, [](int number) {
+            print_current(number);
+            _exit(1);
+        });
+    }
+    ~ORKA_FUZZ_TARGET() override
+    {
+        signal(SIGSEGV, SIG_DFL);
+        signal(SIGABRT, SIG_DFL);
+    }
+
+    static void run(const Input &input)
+    {
+        current = input;
+        LLVMFuzzerTestOneInput(input.data(), input.size());
+        current = {};
+    }
+
+    Maker maker;
+};
+
+TEST_F(ORKA_FUZZ_TARGET, HoldsOnItsCorpus)
+{
+    const std::vector<Input> inputs = corpus();
+    ASSERT_FALSE(inputs.empty());
+    for (const Input &input : inputs)
+        run(input);
+}
+
+TEST_F(ORKA_FUZZ_TARGET, HoldsOnMadeUpInputs)
+{
+    for (int i = 0; i < ORKA_FUZZ_INPUTS; i++)
+        run(maker.make());
+}
+
+TEST_F(ORKA_FUZZ_TARGET, HoldsOnChangedInputsOfItsCorpus)
+{
+    const std::vector<Input> inputs = corpus();
+    for (int i = 0; i < ORKA_FUZZ_INPUTS; i++)
+        run(maker.change(maker.any_of(inputs), maker.any_of(inputs)));
+}
+
+TEST_F(ORKA_FUZZ_TARGET, TakesAnInputWithoutBytes)
 {
     const uint8_t nothing = 0;
     EXPECT_EQ(LLVMFuzzerTestOneInput(&nothing, 0), 0);

@@ -1,6 +1,7 @@
 /*
- * A fuzz target is one source that defines LLVMFuzzerTestOneInput and holds the library against a model. The
- * driver beside it runs it over made-up inputs in the suite; clang's -fsanitize=fuzzer takes the same source.
+ * A fuzz target is one source that defines LLVMFuzzerTestOneInput and holds what it tests against a model or
+ * against what must be true at any time. The driver beside it runs it over its corpus and made-up inputs in
+ * the suite; clang's -fsanitize=fuzzer takes the same source.
  */
 #ifndef ORKA_TESTS_FUZZ_H
 #define ORKA_TESTS_FUZZ_H
