@@ -75,6 +75,12 @@ void declare(CLI::App &app, Options &options)
                    "than it takes")
         ->option_text("N")
         ->check(CLI::NonNegativeNumber);
+    app.add_option(
+           "--give-up", options.give_up,
+           "End with an error when a decoder that has packets says nothing for so long; 0: wait without end")
+        ->option_text("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
 }
 
 } // namespace

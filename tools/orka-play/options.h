@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "common/patience.h"
+
 namespace orka::play {
 
 struct Options {
@@ -21,6 +23,7 @@ struct Options {
     std::string snapshot;
     std::optional<double> snapshot_at; /* seconds; none: the last picture */
     std::optional<double> seconds;     /* how long a still is shown; none: by the clock */
+    double give_up = usual_patience;   /* seconds; 0: never */
 };
 
 /* Nothing when there is nothing to play: status is then the exit status. */

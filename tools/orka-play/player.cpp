@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "catalogue.h"
 #include "common/failure.h"
@@ -193,12 +194,20 @@ void Player::read()
 
 /* Feeding. */
 
+ClipPacket Player::next_packet(Stream &stream)
+{
+    stream.starved = true;
+    ClipPacket packet = stream.packets.pop();
+    stream.starved = false;
+    return packet;
+}
+
 void Player::feed(Stream &stream)
 {
     const auto kind = static_cast<uint32_t>(stream.decoder->kind());
     if (!stream.header.empty() && !put(stream, {.kind = kind, .flags = frame_header}, stream.header))
         return;
-    for (ClipPacket packet = stream.packets.pop(); packet.data; packet = stream.packets.pop()) {
+    for (ClipPacket packet = next_packet(stream); packet.data; packet = next_packet(stream)) {
         const AVPacket &data = *packet.data;
         const orka_idecode_frame_t words = {
             .kind = kind,
@@ -209,6 +218,8 @@ void Player::feed(Stream &stream)
         stream.edits.note(data, words.tsms);
         if (!put(stream, words, {data.data, static_cast<size_t>(data.size)}))
             return;
+        if (words.tsms != no_time)
+            stream.fed_to = std::max(stream.fed_to.load(), words.tsms);
         stream.frames_in++;
     }
     if (!ending())
@@ -242,13 +253,35 @@ bool Player::put(Stream &stream, const orka_idecode_frame_t &words, std::span<co
 
 /* Taking. */
 
+Patience Player::patience_with(const Stream &stream) const
+{
+    return {options_.give_up, std::string("the ") + stream.decoder->name() + " decoder"};
+}
+
+/* How far what went in is ahead of what came out. */
+std::chrono::milliseconds Player::lead_of(const Stream &stream)
+{
+    const uint32_t fed_to = stream.fed_to;
+    return std::chrono::milliseconds(fed_to - std::min(fed_to, stream.position.load()));
+}
+
+/*
+ * Silence is the decoder's own where it has been fed all that there is, or takes no more. With a clock that
+ * is real a picture may be shown for long: until the next one, which is no later than what was fed last.
+ */
 void Player::take(Stream &stream)
 {
     bool last = false;
+    uint32_t fed = 0;
+    Patience patience = patience_with(stream);
     while (!last && !ending()) {
         orka_idecode_frame_t frame;
-        if (!stream.decoder->get_frame(frame, patience_ms))
+        if (!stream.decoder->get_frame(frame, patience_ms)) {
+            if (stream.starved || std::exchange(fed, stream.frames_in) != stream.frames_in)
+                patience.renew();
+            patience.check(lead_of(stream));
             continue;
+        }
         last = frame.kind == ORKA_FRAME_TYPE_LAST;
         stream.damaged += (frame.flags & frame_damaged) != 0;
         if (!last) {
@@ -258,7 +291,15 @@ void Player::take(Stream &stream)
             stream.position = frame.tsms;
         }
         stream.decoder->release(frame);
+        patience.renew();
     }
+}
+
+void Player::wait_finished(const Stream &stream) const
+{
+    const Patience patience = patience_with(stream);
+    while (!ending() && !stream.decoder->wait_finished(patience_ms))
+        patience.check();
 }
 
 /* By the player's own clock, whose start is the first frame of any stream. */
@@ -365,8 +406,7 @@ void Player::play()
     watch();
     end();
     for (Stream *stream : streams()) {
-        while (!ending() && !stream->decoder->wait_finished(patience_ms))
-            continue;
+        wait_finished(*stream);
         stream->decoder.reset();
     }
     if (subtitles_)

@@ -55,6 +55,8 @@ class Player {
         std::atomic<uint32_t> frames_out = 0;
         std::atomic<uint32_t> damaged = 0;
         std::atomic<uint32_t> position = 0; /* ms */
+        std::atomic<uint32_t> fed_to = 0;   /* ms, the latest time stamp that went in */
+        std::atomic<bool> starved = false;  /* the feeder waits for the reader */
         std::thread feeder;
         std::thread taker;
     };
@@ -76,9 +78,13 @@ class Player {
     void close_outputs();
 
     void read();
+    static ClipPacket next_packet(Stream &stream);
     void feed(Stream &stream);
     bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);
+    Patience patience_with(const Stream &stream) const;
+    static std::chrono::milliseconds lead_of(const Stream &stream);
     void take(Stream &stream);
+    void wait_finished(const Stream &stream) const;
     void hold(uint32_t tsms);
     void deliver_picture(const orka_idecode_frame_t &frame);
     void deliver_sound(const orka_idecode_frame_t &frame);

@@ -126,10 +126,13 @@ void StillPlayer::play()
 
 void StillPlayer::take()
 {
+    const Patience patience(options_.give_up, "the image decoder");
     for (bool last = false; !last && !stop_;) {
         orka_idecode_frame_t frame;
-        if (!decoder_->get_frame(frame, patience_ms))
+        if (!decoder_->get_frame(frame, patience_ms)) {
+            patience.check();
             continue;
+        }
         last = frame.kind == ORKA_FRAME_TYPE_LAST;
         if (!last)
             deliver(frame);

@@ -91,8 +91,10 @@ void StillDecoder::start()
 void StillDecoder::put(std::span<const uint8_t> file)
 {
     auto record = frame_request(-1);
-    if (!request(wire::IDECODE_NEW_FRAME, record) || record.status != wire::driver_done)
+    if (!request(wire::IDECODE_NEW_FRAME, record))
         fail("a frame to fill", errno);
+    if (record.status != wire::driver_done)
+        throw Failure("the image decoder gave no frame to fill");
     orka_idecode_frame_t frame = record.frame;
     frame.kind = file.empty() ? ORKA_FRAME_TYPE_LAST : ORKA_FRAME_TYPE_VIDEO;
     frame.size = static_cast<uint32_t>(file.size());
@@ -106,11 +108,13 @@ void StillDecoder::put(std::span<const uint8_t> file)
 bool StillDecoder::get_frame(orka_idecode_frame_t &frame, int32_t timeout)
 {
     auto record = frame_request(timeout);
-    if (!request(wire::IDECODE_GET_FRAME, record) || record.status == wire::driver_failure)
+    if (!request(wire::IDECODE_GET_FRAME, record))
         fail("a decoded picture", errno);
     frame = record.frame;
-    if (record.status != wire::driver_done)
+    if (record.status == wire::driver_timeout || record.status == wire::driver_interrupted)
         return false;
+    if (record.status != wire::driver_done)
+        throw Failure("the image decoder gave no picture");
     frame.addr = queue_->virtual_address(frame.addr);
     return true;
 }

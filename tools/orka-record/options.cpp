@@ -75,6 +75,11 @@ void declare(CLI::App &app, Options &options, Texts &texts)
     app.add_option("--seconds", options.seconds, "How long; by default until a signal")
         ->option_text("N")
         ->check(CLI::Validator(check_seconds, ""));
+    app.add_option("--give-up", options.give_up,
+                   "End with an error when an encoder says nothing for so long; 0: wait without end")
+        ->option_text("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     app.add_option("--channel", options.channel, "Of the video encoder")
         ->check(CLI::Range(0, 3))
         ->capture_default_str();

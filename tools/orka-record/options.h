@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "common/patience.h"
 #include "common/size.h"
 #include "container.h"
 
@@ -24,7 +25,8 @@ struct Options {
     uint32_t sample_rate = 0;
     uint32_t audio_bitrate = 0;
     int32_t channel = 0;
-    std::optional<double> seconds; /* none: until a signal */
+    std::optional<double> seconds;   /* none: until a signal */
+    double give_up = usual_patience; /* seconds; 0: never */
 };
 
 /* Nothing when there is nothing to record: status is then the exit status. */

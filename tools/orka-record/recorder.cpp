@@ -80,13 +80,17 @@ std::vector<Recorder::Stream *> Recorder::streams() const
 
 void Recorder::take(Stream &stream)
 {
-    for (int silence = 0; silence < longest_silence; silence++) {
+    Patience patience(options_.give_up, std::string("the ") + stream.encoder->name() + " encoder");
+    for (int silence = 0; silence < longest_silence && !stream.goes_on; silence++) {
         orka_iencode_frame_t frame;
         if (!stream.encoder->get_frame(frame, patience_ms)) {
-            if (!is_done())
+            if (!is_done()) {
+                patience.check();
                 silence = -1;
+            }
             continue;
         }
+        patience.renew();
         if (frame.kind == ORKA_FRAME_TYPE_LAST)
             return;
         deliver(stream, frame);
@@ -271,6 +275,7 @@ void Recorder::stop_encoders()
             stream->encoder->stop();
         } catch (...) {
             keep_failure();
+            stream->goes_on = true;
         }
     }
     for (Stream *stream : streams())
@@ -294,6 +299,7 @@ void Recorder::finish()
 void Recorder::record()
 {
     begin_ = Clock::now();
+    end_ = begin_;
     for (Stream *stream : streams())
         stream->encoder->start();
     {

@@ -54,6 +54,7 @@ class Recorder {
         int64_t written_to = 0; /* ticks */
         bool enough = false;    /* what was asked for has been written */
         bool ended = false;
+        std::atomic<bool> goes_on = false; /* the encoder could not be stopped */
         uint32_t frames = 0;
         uint64_t bytes = 0;
         std::thread taker;

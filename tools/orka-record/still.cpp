@@ -62,7 +62,9 @@ void record_still(const Options &options, const std::atomic<bool> &stop)
                           .height = options.size.height,
                           .quality = options.quality});
     orka_iencode_frame_t frame;
+    const Patience patience(options.give_up, "the image encoder");
     while (!encoder.get(frame, patience_ms)) {
+        patience.check();
         if (stop)
             throw Failure(options.file + ": nothing was captured");
     }

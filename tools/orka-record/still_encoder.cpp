@@ -79,11 +79,11 @@ bool StillEncoder::get(orka_iencode_frame_t &frame, int32_t timeout)
                                              .timeout = static_cast<uint32_t>(timeout)};
     if (!request(wire::IENCODE_GET_IMAGE, record))
         fail("a picture", errno);
-    if (record.status == wire::driver_failure)
-        throw Failure("the image encoder failed at the picture");
     frame = record.frame;
-    if (record.status != wire::driver_done)
+    if (record.status == wire::driver_timeout || record.status == wire::driver_interrupted)
         return false;
+    if (record.status != wire::driver_done)
+        throw Failure("the image encoder failed at the picture");
     frame.addr = queue_->virtual_address(frame.addr);
     return true;
 }
