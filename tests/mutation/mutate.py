@@ -27,6 +27,7 @@ import mutants
 
 SEED = 320
 FOLDERS = ("src/common", "src/codecmap")
+LEVELS = ("-O0", "-O2")  # to run, and to ask the compiler whether a fault makes a difference
 LIBRARIES = {"src/common": "orka_static", "src/codecmap": "codecmap_static"}
 
 
@@ -43,10 +44,33 @@ class Build:
         self.compilers = {self.file_of(row): row["command"] for row in rows if self.is_counted(row["command"])}
         self.users = self.read_users()
         self.unchanged = {}
+        self.system_headers = self.read_system_headers()
+        self.linker = ["-fuse-ld=gold"] if shutil.which("ld.gold") else []
         self.linkers = {}
         for path in sorted(folder.glob("tests/*/orka_*")):
             if path.is_file() and os.access(path, os.X_OK):
                 self.linkers[path.name] = self.read_linker(path.relative_to(folder))
+
+    def read_system_headers(self):
+        """One header with all that the sources include, read once: that takes most of the time of compiling one."""
+        texts = [(self.source / file).read_text() for file in self.compilers]
+        names = sorted(set(re.findall(r"^#include <.*>$", "\n".join(texts), re.MULTILINE)))
+        header = self.scratch / "system.h"
+        header.write_text("\n".join(names) + "\n")
+        words = self.words_of(next(iter(self.compilers)))
+        for level in LEVELS:
+            folder = self.scratch / level
+            folder.mkdir()
+            shutil.copy(header, folder)
+            words_here = words + [level, "-x", "c++-header", "-o", folder / "system.h.gch", folder / "system.h"]
+            subprocess.run(words_here, cwd=self.folder, check=True, capture_output=True)
+        return {level: self.scratch / level / "system.h" for level in LEVELS}
+
+    def words_of(self, file):
+        """How a source is compiled, but for its names and gcov's counters."""
+        words = shlex.split(self.compilers[file])
+        words = words[: words.index("-o")] + ["-w"]
+        return [word for word in words if word not in ("--coverage", "-fprofile-update=atomic", "-g")]
 
     def file_of(self, row):
         return str(Path(row["file"]).relative_to(self.source))
@@ -75,17 +99,15 @@ class Build:
         command = command.removeprefix(": && ").removesuffix(" && :")
         return [word if word != str(program) else "PROGRAM" for word in shlex.split(command)]
 
-    def compile(self, overlay, file, level="-O0"):
+    def compile(self, overlay, file, level=LEVELS[0]):
         """The object of a source whose changed files lie in the overlay; None where it is no C++."""
         changed = overlay / file
         source = changed if changed.exists() else self.source / file
-        words = shlex.split(self.compilers[file])
-        words = words[: words.index("-o")]
-        words = [word for word in words if word not in ("--coverage", "-fprofile-update=atomic", "-g")]
-        words[1:1] = [f"-I{overlay}/src"]
+        words = self.words_of(file)
+        words[1:1] = ["-include", str(self.system_headers[level]), f"-I{overlay}/src"]
         target = overlay / (Path(file).stem + ".o")
         target.parent.mkdir(exist_ok=True)
-        words += ["-w", level, f"-ffile-prefix-map={overlay}/=", "-o", str(target), "-c", str(source)]
+        words += [level, f"-ffile-prefix-map={overlay}/=", "-o", str(target), "-c", str(source)]
         done = subprocess.run(words, cwd=self.folder, capture_output=True)
         return target if done.returncode == 0 else None
 
@@ -105,8 +127,8 @@ class Build:
     def is_optimised_away(self, overlay, changed):
         """Whether the compiler makes the same of the changed file."""
         return all(
-            self.compile(overlay, file, "-O2").read_bytes()
-            == self.compile(self.scratch / "nothing", file, "-O2").read_bytes()
+            self.compile(overlay, file, LEVELS[1]).read_bytes()
+            == self.compile(self.scratch / "nothing", file, LEVELS[1]).read_bytes()
             for file in self.users[changed]
         )
 
@@ -115,7 +137,7 @@ class Build:
         program = overlay / name
         words[words.index("PROGRAM")] = str(program)
         at = words.index(str(program)) + 1
-        words[at:at] = [str(one) for one in objects]
+        words[at:at] = [str(one) for one in objects] + self.linker
         subprocess.run(words, cwd=self.folder, check=True, capture_output=True)
         return program
 
