@@ -17,6 +17,7 @@
 
 #include "dsp/installation.h"
 #include "dsp/text_painter.h"
+#include "server/directory_safety.h"
 #include "server/log.h"
 #include "server/memory.h"
 #include "server/program.h"
@@ -212,18 +213,11 @@ Finding examine_descriptors(const Surroundings & /*where*/)
 
 /* ---- Where a board's socket lies ---- */
 
-/* Empty where nobody else can put another socket into the place of a board's. */
-std::string danger_of(const std::string &root)
+/* Why a directory that somebody chose is passed over. */
+std::string why_not(const std::string &directory)
 {
-    struct stat status {};
-    if (stat(root.c_str(), &status) != 0)
-        return root + " cannot be looked at";
-    const bool own = status.st_uid == geteuid() || status.st_uid == 0;
-    const bool others_write = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
-    const bool sticky = (status.st_mode & S_ISVTX) != 0;
-    if (!own)
-        return root + " belongs to another user";
-    return others_write && !sticky ? root + " can be written by others, and has no sticky bit" : "";
+    const std::string danger = danger_in_directory(directory);
+    return danger.empty() ? directory + " has a name that programs cannot be told" : danger;
 }
 
 /* Throws what keeps a board from listening there. */
@@ -254,11 +248,10 @@ Finding examine_runtime_directory(const Surroundings & /*where*/)
     } catch (const std::exception &error) {
         return {check, Health::missing, error.what(), choose};
     }
-    if (const std::string danger = danger_of(root); !danger.empty())
+    if (const std::string danger = danger_in_directory(root); !danger.empty())
         return {check, Health::warning, danger, choose};
     if (chosen && *chosen && chosen != root)
-        return {check, Health::warning, std::string(chosen) + " cannot be used: " + root + " is, instead",
-                choose};
+        return {check, Health::warning, why_not(chosen) + ": " + root + " is used instead", choose};
     return good(check, root);
 }
 

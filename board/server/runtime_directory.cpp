@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "server/directory_safety.h"
+
 namespace orka::board {
 
 namespace {
@@ -37,8 +39,7 @@ std::vector<fs::path> shim_directories(const std::vector<std::string> &preferred
 std::string runtime_root()
 {
     const char *const chosen = getenv("XDG_RUNTIME_DIR");
-    std::error_code ignored;
-    if (chosen && fit_for_preloading(chosen) && fs::is_directory(chosen, ignored))
+    if (chosen && fit_for_preloading(chosen) && is_safe_directory(chosen))
         return chosen;
     return "/tmp";
 }

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <system_error>
@@ -17,6 +18,8 @@
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
+
+#include "server/directory_safety.h"
 
 namespace orka::board {
 
@@ -54,6 +57,16 @@ bool left_behind(const sockaddr_un &address)
     return dead;
 }
 
+/* One that is not there is what bind tells of. */
+void refuse_unsafe_directory(const std::string &path)
+{
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    const std::filesystem::path directory = parent.empty() ? "." : parent;
+    std::error_code unknown;
+    if (std::filesystem::is_directory(directory, unknown) && !is_safe_directory(directory))
+        throw failure(EPERM, "the board's socket " + path + ": other users can change its directory");
+}
+
 std::string process_name(int32_t process)
 {
     std::string name;
@@ -83,6 +96,7 @@ nlohmann::json report_of(const RangeAllocator &range)
 int listen_at(const std::string &path)
 {
     const sockaddr_un address = address_of(path);
+    refuse_unsafe_directory(path);
     if (left_behind(address))
         unlink(path.c_str());
     const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);

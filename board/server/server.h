@@ -16,7 +16,8 @@
 namespace orka::board {
 
 /* A listening socket at path that this user's programs alone can reach. Throws std::system_error; a path that
-   is too long, or that a living board serves, is such an error. What a dead board left there is replaced. */
+   is too long, that a living board serves, or in a directory that other users can change, is such an error.
+   What a dead board left there is replaced. */
 int listen_at(const std::string &path);
 
 class Server {

@@ -361,7 +361,8 @@ TEST_F(Doctor, WarnsOfARuntimeDirectoryThatOthersCanChange)
 {
     fs::permissions(runtime, fs::perms::all);
     EXPECT_COMPLAINT(finding("runtime-directory"), warning,
-                     runtime.string() + " can be written by others, and has no sticky bit",
+                     runtime.string() +
+                         " can be written by others, and has no sticky bit: /tmp is used instead",
                      HasSubstr("0700"));
     fs::permissions(runtime, fs::perms::all | fs::perms::sticky_bit);
     EXPECT_EQ(finding("runtime-directory").health, Health::ok);
@@ -372,19 +373,24 @@ TEST_F(Doctor, WarnsOfARuntimeDirectoryOfAnotherUser)
     constexpr uid_t nobody = 65534;
     if (chown(runtime.c_str(), nobody, nobody) != 0)
         GTEST_SKIP() << "only root gives a directory away";
-    EXPECT_COMPLAINT(finding("runtime-directory"), warning, runtime.string() + " belongs to another user",
+    EXPECT_COMPLAINT(finding("runtime-directory"), warning,
+                     runtime.string() + " belongs to another user: /tmp is used instead",
                      HasSubstr("a directory of yours"));
 }
 
 TEST_F(Doctor, WarnsOfARuntimeDirectoryThatIsPassedOver)
 {
-    for (const fs::path &name : {runtime / "none", runtime / "with space"}) {
-        fs::create_directory(runtime / "with space");
+    const fs::path with_space = runtime / "with space";
+    fs::create_directory(with_space);
+    fs::permissions(with_space, fs::perms::owner_all);
+    const std::pair<fs::path, std::string> reasons[] = {
+        {runtime / "none", " cannot be looked at"}, {with_space, " has a name that programs cannot be told"}};
+    for (const auto &[name, reason] : reasons) {
         setenv("XDG_RUNTIME_DIR", name.c_str(), 1);
         EXPECT_COMPLAINT(finding("runtime-directory"), warning,
-                         name.string() + " cannot be used: /tmp is, instead", HasSubstr("without spaces"));
-        fs::remove(runtime / "with space");
+                         name.string() + reason + ": /tmp is used instead", HasSubstr("without spaces"));
     }
+    fs::remove(with_space);
 }
 
 } // namespace
