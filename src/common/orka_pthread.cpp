@@ -641,6 +641,16 @@ orka_pthread_rdwr_mutex_verify(const orka_rdwr_mutex_t *mutex)
     return ORKA_STATUS_SUCCESS;
 }
 
+/*
+ * The pointer itself, of which the compiler forgets what it has computed from it: to compute an address again
+ * takes less than to keep it in a register that has to be saved.
+ */
+static inline orka_rdwr_record *computed_anew(orka_rdwr_record *record)
+{
+    asm("" : "+r"(record));
+    return record;
+}
+
 /* The mechanics of the four steps on the record's mutex and condition: each looks at the object anew. */
 template <typename Step>
 static ORKA_INLINE orka_status_t do_step(rdwr_call call, orka_rdwr_record *tmutex, const char *error,
@@ -653,7 +663,7 @@ static ORKA_INLINE orka_status_t do_step(rdwr_call call, orka_rdwr_record *tmute
     /* Every caller has looked at the object before. GCOVR_EXCL_BR_START */
     ORKA_ASSERT_NOT_NULL(tmutex);
     /* GCOVR_EXCL_BR_STOP */
-    const orka_status_t status = step(*tmutex);
+    const orka_status_t status = step(*computed_anew(tmutex));
     if (is_traced(call) && status != ORKA_STATUS_SUCCESS) [[unlikely]]
         print_call_failure(call, error, status);
     return status;
@@ -694,6 +704,11 @@ static inline uint32_t read_count(const std::atomic<uint32_t> &count)
  * between a lock and its unlock every load and store is waited for; false says that the count cannot go
  * further.
  */
+static inline bool can_grow(const std::atomic<uint32_t> &count)
+{
+    return read_count(count) != UINT32_MAX;
+}
+
 static inline bool add_one(std::atomic<uint32_t> &count)
 {
     const uint32_t more = read_count(count) + 1;
@@ -721,17 +736,6 @@ static inline bool is_closed_to_writers(const orka_rdwr_record &record)
     return (read_count(record.readers_reading) | read_count(record.writer_writing)) != 0;
 }
 
-/* Out of line: who need not wait is not to save registers for it. */
-[[gnu::noinline]] static orka_status_t wait_while(bool (*is_closed)(const orka_rdwr_record &), rdwr_call call,
-                                                  orka_rdwr_record *tmutex)
-{
-    orka_status_t status = ORKA_STATUS_SUCCESS;
-
-    while (status == ORKA_STATUS_SUCCESS && is_closed(*tmutex))
-        status = wait_for_change(call, tmutex);
-    return status;
-}
-
 /* The end of both ways to lock, once it is known whether the lock was had. */
 static ORKA_INLINE orka_status_t leave_lock(rdwr_call call, orka_rdwr_record *tmutex, orka_status_t status)
 {
@@ -741,50 +745,91 @@ static ORKA_INLINE orka_status_t leave_lock(rdwr_call call, orka_rdwr_record *tm
     return status;
 }
 
+/* One side's waiting: until when, its count, and what is asserted of it. */
+struct waiting_side {
+    bool (*is_closed)(const orka_rdwr_record &);
+    std::atomic<uint32_t> orka_rdwr_record::*waiting;
+    const char *text;
+};
+
+/*
+ * Waiting is out of line, and its failure too: who need not wait is not to save registers for it. Nor is he
+ * counted, since the count would be what it was before the record's mutex is unlocked.
+ */
+[[gnu::noinline]] static orka_status_t wait_while(const waiting_side &side, const call_site &site,
+                                                  rdwr_call call, orka_rdwr_record *tmutex)
+{
+    std::atomic<uint32_t> &waiting = tmutex->*side.waiting;
+    orka_status_t status = ORKA_STATUS_SUCCESS;
+
+    add_one(waiting);
+    while (status == ORKA_STATUS_SUCCESS && side.is_closed(*tmutex))
+        status = wait_for_change(call, tmutex);
+    if (!take_one(waiting))
+        assertion_failed(site, side.text);
+    return status;
+}
+
+[[gnu::noinline]] static orka_status_t give_up(rdwr_call call, orka_rdwr_record *tmutex, orka_status_t status)
+{
+    return leave_lock(call, tmutex, status);
+}
+
+static constexpr waiting_side waiting_readers = {
+    is_closed_to_readers,
+    &orka_rdwr_record::readers_waiting,
+    "tmutex->readers_waiting > 0",
+};
+
+static constexpr waiting_side waiting_writers = {
+    is_closed_to_writers,
+    &orka_rdwr_record::writers_waiting,
+    "tmutex->writers_waiting > 0",
+};
+
 static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_rlock_actual(const orka_rdwr_mutex_t *mutex,
                                                                       const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
-    orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
-    if (status != ORKA_STATUS_SUCCESS) [[unlikely]]
-        return status;
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+    if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return valid;
 
     orka_rdwr_record *tmutex = *mutex;
     trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
-    ORKA_ASSERT(add_one(tmutex->readers_waiting), "tmutex->readers_waiting + 1 > tmutex->readers_waiting");
-    if (is_closed_to_readers(*tmutex)) [[unlikely]]
-        status = wait_while(is_closed_to_readers, call, tmutex);
-    ORKA_ASSERT(take_one(tmutex->readers_waiting), "tmutex->readers_waiting > 0");
-    if (status == ORKA_STATUS_SUCCESS) [[likely]] {
-        ORKA_ASSERT(add_one(tmutex->readers_reading),
-                    "tmutex->readers_reading + 1 > tmutex->readers_reading");
+    ORKA_ASSERT(can_grow(tmutex->readers_waiting), "tmutex->readers_waiting + 1 > tmutex->readers_waiting");
+    if (is_closed_to_readers(*tmutex)) [[unlikely]] {
+        const orka_status_t waited = wait_while(waiting_readers, HERE, call, tmutex);
+        if (waited != ORKA_STATUS_SUCCESS)
+            return give_up(call, tmutex, waited);
     }
-    return leave_lock(call, tmutex, status);
+    ORKA_ASSERT(add_one(tmutex->readers_reading), "tmutex->readers_reading + 1 > tmutex->readers_reading");
+    return leave_lock(call, tmutex, ORKA_STATUS_SUCCESS);
 }
 
 static ORKA_INLINE orka_status_t orka_pthread_rdwr_mutex_wlock_actual(const orka_rdwr_mutex_t *mutex,
                                                                       const rdwr_caller &by)
 {
     const rdwr_call call = {by, mutex};
-    orka_status_t status = orka_pthread_rdwr_mutex_verify(mutex);
-    if (status != ORKA_STATUS_SUCCESS) [[unlikely]]
-        return status;
+    const orka_status_t valid = orka_pthread_rdwr_mutex_verify(mutex);
+    if (valid != ORKA_STATUS_SUCCESS) [[unlikely]]
+        return valid;
 
     orka_rdwr_record *tmutex = *mutex;
     trace_call(call, "Locking RDWR Mutex [0x%08X] at [0x%08X] for %s.");
     lock_record(call, tmutex);
-    ORKA_ASSERT(add_one(tmutex->writers_waiting), "tmutex->writers_waiting + 1 > tmutex->writers_waiting");
-    if (is_closed_to_writers(*tmutex)) [[unlikely]]
-        status = wait_while(is_closed_to_writers, call, tmutex);
-    ORKA_ASSERT(take_one(tmutex->writers_waiting), "tmutex->writers_waiting > 0");
-    if (status == ORKA_STATUS_SUCCESS) [[likely]] {
-        /* Nobody writes where it is not closed to writers. GCOVR_EXCL_BR_START */
-        ORKA_ASSERT(read_count(tmutex->writer_writing) == 0, "tmutex->writer_writing == 0");
-        /* GCOVR_EXCL_BR_STOP */
-        tmutex->writer_writing.store(1, std::memory_order_relaxed);
+    ORKA_ASSERT(can_grow(tmutex->writers_waiting), "tmutex->writers_waiting + 1 > tmutex->writers_waiting");
+    if (is_closed_to_writers(*tmutex)) [[unlikely]] {
+        const orka_status_t waited = wait_while(waiting_writers, HERE, call, tmutex);
+        if (waited != ORKA_STATUS_SUCCESS)
+            return give_up(call, tmutex, waited);
     }
-    return leave_lock(call, tmutex, status);
+    /* Nobody writes where it is not closed to writers. GCOVR_EXCL_BR_START */
+    ORKA_ASSERT(read_count(tmutex->writer_writing) == 0, "tmutex->writer_writing == 0");
+    /* GCOVR_EXCL_BR_STOP */
+    tmutex->writer_writing.store(1, std::memory_order_relaxed);
+    return leave_lock(call, tmutex, ORKA_STATUS_SUCCESS);
 }
 
 /* The end of both ways to unlock. */
