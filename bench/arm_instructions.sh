@@ -3,6 +3,7 @@
 # Counts the instructions for each byte of a frame that is scanned on the ARM926, under its emulator, and holds them
 # against the goals. BUILD is a build folder of the preset armel.
 set -eu
+. "$(dirname "$0")/table.sh"
 
 program=$1/bench/orka_bench_start_code_count
 size=16384
@@ -18,14 +19,16 @@ executed() {
 
 # count SCAN INPUT GOAL: one line of the table. What two rounds cost more than one is a round's.
 count() {
-    awk -v scan="$1" -v input="$2" -v goal="$3" -v one="$(executed "$1" "$2" 1)" -v two="$(executed "$1" "$2" 2)" \
-        -v size=$size 'BEGIN {
-        each = (two - one) / size
-        printf "%-10s %-14s %5.2f ARM instructions a byte", scan, input, each
-        if (goal > 0)
-            printf "   goal %.1f %s", goal, each <= goal ? "met" : "MISSED"
-        printf "\n"
-    }'
+    each=$(awk -v one="$(executed "$1" "$2" 1)" -v two="$(executed "$1" "$2" 2)" -v size=$size \
+        'BEGIN {printf "%.2f", (two - one) / size}')
+    if [ "$3" = 0 ]; then
+        printf '%-10s %-14s %5.2f ARM instructions a byte\n' "$1" "$2" "$each"
+        row "ARM instructions a byte, $1, $2" "$each" - -
+    else
+        verdict=$(verdict "$each" no_more_than "$3")
+        printf '%-10s %-14s %5.2f ARM instructions a byte   goal %.1f %s\n' "$1" "$2" "$each" "$3" "$verdict"
+        row "ARM instructions a byte, $1, $2" "$each" "$3" "$verdict"
+    fi
 }
 
 count library random 2.3

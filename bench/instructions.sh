@@ -2,6 +2,7 @@
 # Usage: bench/instructions.sh BUILD
 # Counts the instructions of one call, the stand-in for the driver included, and holds them against the goals.
 set -eu
+. "$(dirname "$0")/table.sh"
 
 program=$1/bench/orka_bench_frame_call
 calls=1000
@@ -17,13 +18,14 @@ collected() {
 
 # count FUNCTION TIMES GOAL: one line of the table; TIMES is how often the program calls it in a round
 count() {
-    awk -v name="$1" -v all="$(collected "$1")" -v calls=$((calls * $2)) -v goal="$3" 'BEGIN {
-        each = all / calls
-        printf "%-34s %6.1f instructions", name, each
-        if (goal > 0)
-            printf "   goal %d %s", goal, each <= goal ? "met" : "MISSED"
-        printf "\n"
-    }'
+    each=$(awk -v all="$(collected "$1")" -v calls=$((calls * $2)) 'BEGIN {printf "%.1f", all / calls}')
+    if [ "$3" = 0 ]; then
+        printf '%-34s %6.1f instructions\n' "$1" "$each"
+        row "instructions of $1" "$each" - -
+    else
+        printf '%-34s %6.1f instructions   goal %d %s\n' "$1" "$each" "$3" "$(verdict "$each" no_more_than "$3")"
+        row "instructions of $1" "$each" "$3" "$(verdict "$each" no_more_than "$3")"
+    fi
 }
 
 count orka_idecode_start_audio_decoder 1 40

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <span>
 #include <string>
@@ -56,6 +57,22 @@ class ShortestTimes : public benchmark::ConsoleReporter {
     std::map<std::string, double> times_;
 };
 
+/* Into the one table of all benchmarks, where it is wanted: see table.sh. */
+inline void add_to_table(const ratio_row &row, double ratio)
+{
+    const char *path = getenv("ORKA_BENCH_TABLE");
+    FILE *table = path != nullptr ? fopen(path, "a") : nullptr;
+
+    if (table == nullptr)
+        return;
+    fprintf(table, "%s over %s|%.3f|", row.measured, row.over, ratio);
+    if (row.goal > 0)
+        fprintf(table, "%.3g|%s\n", row.goal, ratio <= row.goal ? "met" : "MISSED");
+    else
+        fprintf(table, "-|-\n");
+    fclose(table);
+}
+
 inline void print_ratio(const ShortestTimes &times, const ratio_row &row)
 {
     const double measured = times.of(row.measured);
@@ -68,6 +85,7 @@ inline void print_ratio(const ShortestTimes &times, const ratio_row &row)
     if (row.goal > 0)
         printf("   goal %.2f %s", row.goal, ratio <= row.goal ? "met" : "MISSED");
     printf("\n");
+    add_to_table(row, ratio);
 }
 
 /* The body of main. Repetitions are interleaved, so that a slow second of the machine hits all alike. */
