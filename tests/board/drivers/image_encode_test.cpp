@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "encode_desk.h"
+#include "open_node.h"
 
 namespace orka::board::desk {
 namespace {
@@ -54,27 +55,11 @@ class FakeStills final : public ImageEncoder {
 };
 
 /* A program with the node open, one request a line. */
-class Photographer {
+class Photographer : public OpenNode {
   public:
-    explicit Photographer(Desk &desk, int32_t process = 1) : file(wire::node::imgencode, process), desk_(desk)
-    {
-        desk.open(file);
-    }
-    ~Photographer() { close(); }
-    Photographer(const Photographer &) = delete;
-    Photographer &operator=(const Photographer &) = delete;
-    void close()
-    {
-        if (!std::exchange(closed_, true))
-            desk_.close(file);
-    }
+    explicit Photographer(Desk &desk, int32_t process = 1) : OpenNode(desk, wire::node::imgencode, process) {}
 
-    int load(const std::string &name)
-    {
-        std::vector<uint8_t> bytes(name.begin(), name.end());
-        bytes.push_back(0);
-        return Player::answer_of(*desk_.begin(file, wire::IENCODE_LOAD_IMAGE, bytes)).error;
-    }
+    int load(const std::string &name) { return OpenNode::load(wire::IENCODE_LOAD_IMAGE, name); }
     int set_up(const wire::image_encode_setup_record &record)
     {
         return error_of(wire::IENCODE_SETUP_IMAGE, record);
@@ -106,21 +91,10 @@ class Photographer {
         std::memcpy(&stamp, desk_.bytes(frame.addr, sizeof stamp).data(), sizeof stamp);
         return stamp;
     }
-    template <typename Record>
-    int error_of(uint32_t number, const Record &record)
-    {
-        return Player::answer_of(*desk_.begin(file, number, record)).error;
-    }
     static wire::encode_frame_request_record request(int32_t timeout)
     {
         return {.queueid = 8, .timeout = static_cast<uint32_t>(timeout), .status = 77};
     }
-
-    TestFile file;
-
-  private:
-    Desk &desk_;
-    bool closed_ = false;
 };
 
 class StillEncoders : public ::testing::Test {

@@ -4,8 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "desk.h"
 #include "drivers/encode_driver.h"
+#include "open_node.h"
 
 namespace orka::board::desk {
 
@@ -94,27 +94,11 @@ inline orka_iencode_audio_params_t sound_params(uint32_t channels = 1)
 }
 
 /* A program with a file of the audio encoder, one request a line. */
-class SoundRecorder {
+class SoundRecorder : public OpenNode {
   public:
-    explicit SoundRecorder(Desk &desk, int32_t process = 1) : file(wire::node::aencode, process), desk_(desk)
-    {
-        desk.open(file);
-    }
-    ~SoundRecorder() { close(); }
-    SoundRecorder(const SoundRecorder &) = delete;
-    SoundRecorder &operator=(const SoundRecorder &) = delete;
+    explicit SoundRecorder(Desk &desk, int32_t process = 1) : OpenNode(desk, wire::node::aencode, process) {}
 
-    void close()
-    {
-        if (!std::exchange(closed_, true))
-            desk_.close(file);
-    }
-    int load(const std::string &name)
-    {
-        std::vector<uint8_t> bytes(name.begin(), name.end());
-        bytes.push_back(0);
-        return Player::answer_of(*desk_.begin(file, wire::IENCODE_LOAD_AUDIO, bytes)).error;
-    }
+    int load(const std::string &name) { return OpenNode::load(wire::IENCODE_LOAD_AUDIO, name); }
     int set_up(const orka_iencode_audio_params_t &params, uint32_t channel = 0)
     {
         return error_of(wire::IENCODE_SETUP_AUDIO, wire::audio_encode_setup_record{channel, 0, params});
@@ -127,10 +111,7 @@ class SoundRecorder {
     int stop() { return order(wire::IENCODE_STOP_AUDIO); }
     int tear_down() { return order(wire::IENCODE_TEARDOWN_AUDIO); }
     int start_aec() { return error_of(wire::IENCODE_START_AEC, wire::aec_record{}); }
-    int stop_aec()
-    {
-        return Player::answer_of(*desk_.begin(file, wire::IENCODE_STOP_AEC, std::vector<uint8_t>{})).error;
-    }
+    int stop_aec() { return error_of(wire::IENCODE_STOP_AEC, std::vector<uint8_t>{}); }
     int set_gain(const orka_iencode_gain_t &gain) { return error_of(wire::IENCODE_SET_GAIN, gain); }
 
     Answer queue(uint32_t queueid = 3)
@@ -195,21 +176,11 @@ class SoundRecorder {
         return commit(frame);
     }
 
-    TestFile file;
-
   private:
-    template <typename Record>
-    int error_of(uint32_t number, const Record &record)
-    {
-        return Player::answer_of(*desk_.begin(file, number, record)).error;
-    }
     int give(uint32_t number, const orka_iencode_frame_t &frame)
     {
         return error_of(number, wire::encode_frame_return_record{0, 0, 3, frame});
     }
-
-    Desk &desk_;
-    bool closed_ = false;
 };
 
 class SoundDesk : public ::testing::Test {
