@@ -160,6 +160,24 @@ TEST_F(MediaFrame, ACodeIsFoundWhereverThreeBytesFollowItAndNoByteBeyondIsRead)
     }
 }
 
+/* The fillings keep the search from passing over the last bytes; more of them lie behind the frame. */
+TEST_F(MediaFrame, ACodeWithFewerBytesBehindItIsNotFoundOnAnyAlignment)
+{
+    GuardedPages pages(4096);
+
+    for (size_t behind = 0; behind < 16; behind++) {
+        for (size_t size = 6; size <= 200; size++) {
+            Bytes bytes(size + behind, 0);
+            const Bytes code = {0, 0, 1, 0x57};
+            std::copy(code.begin(), code.end(), bytes.begin() + static_cast<ptrdiff_t>(size - 5));
+            ASSERT_EQ(orka_media_check_video_Pframe(pages.copy_to_end(bytes), static_cast<uint32_t>(size),
+                                                    ORKA_VIDEO_TYPE_H264),
+                      -1)
+                << size << " bytes, " << behind << " behind";
+        }
+    }
+}
+
 TEST_F(MediaFrame, NothingIsFoundOnAnyAlignmentWhereNothingIs)
 {
     GuardedPages pages(4096);
