@@ -201,10 +201,13 @@ class Reach:
                     self.programs[file["file"], line["line_number"]].add(name)
                     self.programs[file["file"], None].add(name)
 
-    def of(self, mutant):
-        """Quickest first. A line that is never executed, as in a table, is everybody's who uses the file."""
-        names = set().union(*(self.programs.get((mutant.file, line), ()) for line in mutant.lines()))
-        return sorted(names or self.programs[mutant.file, None], key=self.seconds.get)
+    def of(self, mutant, users):
+        """Quickest first. A line that is never executed, as in a table, is everybody's who reaches a user of the file."""
+        names = self.of_places((mutant.file, line) for line in mutant.lines())
+        return sorted(names or self.of_places((file, None) for file in users), key=self.seconds.get)
+
+    def of_places(self, places):
+        return set().union(*(self.programs.get(place, ()) for place in places))
 
 
 def sample(source, count, pattern):
@@ -235,7 +238,7 @@ def killer(build, reach, mutant):
     objects = build.objects_with(overlay, mutant.file)
     if objects is None:
         return None
-    for name in reach.of(mutant):
+    for name in reach.of(mutant, build.users[mutant.file]):
         program = build.link(overlay, objects, name)
         if not passes(program, overlay / "counts", 10 + 5 * reach.seconds[name]):
             return name
