@@ -1,6 +1,7 @@
 /* Container files, multiplex types, and what a file's name tells of its streams. */
 #include "orka_media.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -158,6 +159,23 @@ TEST_P(MediaExtension, WithoutItsDotIsNone)
 TEST_P(MediaExtension, InTheMiddleOfANameIsNone)
 {
     expect_no_type((std::string("clip") + GetParam().text + "_").c_str());
+}
+
+bool is_known(const std::string &text)
+{
+    return std::any_of(std::begin(extensions), std::end(extensions),
+                       [&](const Extension &extension) { return text == extension.text; });
+}
+
+TEST_P(MediaExtension, IsKnownByEachOfItsLetters)
+{
+    const std::string text = GetParam().text;
+    for (size_t i = 1; i < text.size(); i++) {
+        std::string other = text;
+        other[i]++;
+        if (!is_known(other))
+            expect_no_type(("clip" + other).c_str());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Extensions, MediaExtension, testing::ValuesIn(extensions),
