@@ -31,7 +31,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint32_t mebibyte = 1024 * 1024;
-constexpr uint32_t usual_memory = BoardOptions{}.memory_mib;
 /* Each program, and each node that it opens, is one of the board's. */
 constexpr rlim_t enough_descriptors = 256;
 
@@ -168,7 +167,7 @@ bool maps_low(const Memory &memory)
 #else
     constexpr int low = MAP_SHARED;
 #endif
-    const size_t bytes = size_t{usual_memory} * mebibyte;
+    const size_t bytes = size_t{usual_memory_mib} * mebibyte;
     void *const mapped = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, low, memory.fd(), 0);
     if (mapped == MAP_FAILED)
         return false;
@@ -178,12 +177,12 @@ bool maps_low(const Memory &memory)
 
 Finding examine_memory_of(const Memory &memory, const Surroundings &where)
 {
-    const std::string size = std::to_string(usual_memory) + " MiB";
+    const std::string size = std::to_string(usual_memory_mib) + " MiB";
     if (!maps_low(memory))
         return {"memory", Health::missing, size + " cannot be mapped below 4 GiB, where programs need them",
                 "raise `ulimit -v`, or take a smaller board: --memory"};
     const std::optional<uint64_t> available = available_memory(where.memory_information);
-    if (available && *available < uint64_t{usual_memory} * 1024)
+    if (available && *available < uint64_t{usual_memory_mib} * 1024)
         return {"memory", Health::warning,
                 "only " + std::to_string(*available / 1024) + " of " + size + " are available",
                 "end other programs, or take a smaller board: --memory"};
@@ -193,7 +192,7 @@ Finding examine_memory_of(const Memory &memory, const Surroundings &where)
 Finding examine_memory(const Surroundings &where)
 {
     try {
-        return examine_memory_of(Memory(usual_memory * mebibyte), where);
+        return examine_memory_of(Memory(usual_memory_mib * mebibyte), where);
     } catch (const std::system_error &error) {
         return {"memory", Health::missing, error.what(),
                 "raise `ulimit -v` and `ulimit -f`, or take a smaller board: --memory"};

@@ -19,8 +19,10 @@ struct ViewAddress {
     uint16_t port = 0;
 };
 
+constexpr uint32_t usual_memory_mib = 128;
+
 struct BoardOptions {
-    uint32_t memory_mib = 128;
+    uint32_t memory_mib = usual_memory_mib;
     Options drivers;
     std::string trace; /* files; empty where there is none */
     std::string log;
