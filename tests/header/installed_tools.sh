@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# What install puts in place runs there, and in another place when it is moved as a whole; without options that say where
-# libraries and shims are.
+# What install puts in place runs wherever it is moved as a whole, without being told where libraries and shims are.
 # usage: installed_tools.sh BUILD_DIR
 set -euo pipefail
 build=$1
