@@ -219,6 +219,7 @@ void CaptureSession::deliver(Call &call)
     held_.insert(address);
     counts_.got++;
     machine_.capture.advance(*place_, picture_time_us(mode_.standard, number_));
+    machine_.memory.hand_out(address, mode_.frame_size()); /* its answer does not say how long it is */
     call.reply_record(address);
 }
 

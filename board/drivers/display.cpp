@@ -133,14 +133,14 @@ uint32_t Display::osd_address(uint32_t channel) const
 
 std::span<const uint8_t> Display::osd_pixels(uint32_t channel) const
 {
-    return machine_.memory.at(osd_address(channel),
-                              uint32_t{output_.width} * output_.height * osd_pixel_bytes);
+    return machine_.memory.shared(osd_address(channel),
+                                  uint32_t{output_.width} * output_.height * osd_pixel_bytes);
 }
 
 void Display::clear_osd()
 {
     if (osd_base_)
-        std::ranges::fill(machine_.memory.at(*osd_base_, osd_size()), uint8_t{0});
+        std::ranges::fill(machine_.memory.shared(*osd_base_, osd_size()), uint8_t{0});
 }
 
 void Display::zoom_osd(uint32_t horizontally, uint32_t vertically)

@@ -9,13 +9,16 @@ namespace orka::board {
 
 namespace {
 
-/* A word that programs read while it changes: a pair of words changes at once. */
+/*
+ * A word that programs read while it changes: a pair of words changes at once. The window goes by no cache on
+ * its way out, and shows on both sides.
+ */
 template <typename Word>
 void put(const Memory &memory, uint32_t index, Word value)
 {
     const uint32_t place = DspWindow::address + index * static_cast<uint32_t>(sizeof(uint16_t));
-    auto *const word = reinterpret_cast<Word *>(memory.at(place, sizeof value).data());
-    std::atomic_ref(*word).store(value, std::memory_order_release);
+    for (const std::span<uint8_t> side : {memory.at(place, sizeof value), memory.shared(place, sizeof value)})
+        std::atomic_ref(*reinterpret_cast<Word *>(side.data())).store(value, std::memory_order_release);
 }
 
 /* Ends with zeros, at least one. */

@@ -35,6 +35,7 @@ enum class operation : uint32_t {
     cancel = 4,   /* a signal interrupted the request that is under way; has no reply of its own */
     identify = 5, /* result: the wire::node of a file, or EBADF where the inode is no file of this board */
     outside = 6,  /* a mapping outside physical memory, a range, was refused: the board says so in its log */
+    sync = 9,     /* a range was synced: where there is a cache, programs and DSP see each other's data in it */
     /* For people's tools. The answer is a picture or nothing, and a descriptor of a memfd, whole: */
     screenshot = 7, /* its pixels, three bytes each, red first, without gaps between the lines */
     status = 8,     /* the state of the board as JSON */
@@ -56,13 +57,13 @@ struct request {
     uint32_t file;     /* control, identify: the inode number of the file's pipe */
     uint32_t number;   /* control: the request number */
     uint32_t nonblock; /* control: 1 when the descriptor is O_NONBLOCK now */
-    uint32_t length;   /* bytes that follow; control: the driver's record; outside: a range */
+    uint32_t length;   /* bytes that follow; control: the driver's record; outside, sync: a range */
 };
 static_assert(sizeof(request) == 32);
 
 struct reply {
     uint32_t error;  /* 0, or the error number for errno */
-    int32_t result;  /* what the call returns when there is no error */
+    int32_t result;  /* what the call returns when there is no error; hello: 1 where there is a cache */
     uint32_t memory; /* hello: the size of physical memory in bytes */
     uint32_t length; /* bytes that follow; control: the driver's record; hello: a machine; screenshot: a
                         picture; none on errors */

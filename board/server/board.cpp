@@ -39,7 +39,7 @@ Board::Board(const BoardOptions &options, int listener)
     : options_(options.drivers),
       log_file_(options.log.empty() ? nullptr : std::make_unique<LineFile>(options.log)),
       trace_(options.trace.empty() ? Trace() : Trace(options.trace)),
-      memory_(options.memory_mib * mebibyte), machine_{.reactor = reactor_,
+      memory_(options.memory_mib * mebibyte, options.strict_cache), machine_{.reactor = reactor_,
                                                        .memory = memory_,
                                                        .options = options_,
                                                        .log = [this](const std::string &line) { log(line); },

@@ -24,7 +24,8 @@ bool right_length(const wire::request_row &row, size_t length)
 
 bool carries_payload(protocol::operation operation)
 {
-    return operation == protocol::operation::control || operation == protocol::operation::outside;
+    return operation == protocol::operation::control || operation == protocol::operation::outside ||
+           operation == protocol::operation::sync;
 }
 
 } // namespace
@@ -99,6 +100,8 @@ bool Connection::serve(protocol::operation operation, const protocol::request &r
         return true;
     case protocol::operation::outside:
         return outside(payload);
+    case protocol::operation::sync:
+        return sync(payload);
     case protocol::operation::screenshot:
         screenshot(request);
         return true;
@@ -120,8 +123,9 @@ void Connection::hello(const protocol::request &request)
     const protocol::machine machine = server_.machine();
     greeted_ = true;
     server_.greeted();
-    send({.memory = server_.memory().size(), .length = sizeof machine},
-         {reinterpret_cast<const uint8_t *>(&machine), sizeof machine});
+    send(
+        {.result = server_.memory().is_cached(), .memory = server_.memory().size(), .length = sizeof machine},
+        {reinterpret_cast<const uint8_t *>(&machine), sizeof machine});
 }
 
 bool Connection::outside(std::span<const uint8_t> payload)
@@ -131,6 +135,17 @@ bool Connection::outside(std::span<const uint8_t> payload)
         return false;
     memcpy(&range, payload.data(), sizeof range);
     server_.refused_mapping(client_, range);
+    send({});
+    return true;
+}
+
+bool Connection::sync(std::span<const uint8_t> payload)
+{
+    protocol::range range{};
+    if (payload.size() != sizeof range)
+        return false;
+    memcpy(&range, payload.data(), sizeof range);
+    server_.memory().sync(range.offset, range.length);
     send({});
     return true;
 }

@@ -31,6 +31,7 @@ class Connection final : public CallOwner {
     void identify(const protocol::request &request);
     void control(const protocol::request &request, std::span<const uint8_t> payload);
     bool outside(std::span<const uint8_t> payload);
+    bool sync(std::span<const uint8_t> payload);
     void screenshot(const protocol::request &request);
     void status();
     int check_control(const protocol::request &request, std::span<const uint8_t> payload,

@@ -1,4 +1,4 @@
-/* What a request offers to an injected fault, by its record. */
+/* What of a request an injected fault can change, by its record. */
 #ifndef ORKA_BOARD_SERVER_FAULT_TARGET_H
 #define ORKA_BOARD_SERVER_FAULT_TARGET_H
 

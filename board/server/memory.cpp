@@ -1,5 +1,6 @@
 #include "server/memory.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -31,6 +32,14 @@ int sealed_memory(uint32_t bytes)
     if (fd >= 0)
         close(fd);
     throw std::system_error(error, std::generic_category(), "making the board's memory");
+}
+
+uint8_t *map(uint32_t bytes, int flags, int fd)
+{
+    void *const mapped = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, flags, fd, 0);
+    if (mapped == MAP_FAILED)
+        throw std::system_error(errno, std::generic_category(), "mapping the board's memory");
+    return static_cast<uint8_t *>(mapped);
 }
 
 } // namespace
@@ -74,23 +83,34 @@ void RangeAllocator::reset()
     blocks_.clear();
 }
 
-Memory::Memory(uint32_t bytes)
+Memory::Memory(uint32_t bytes, bool cached)
     : fd_(sealed_memory(bytes)), size_(bytes), imem_(imem_base, queues_base(bytes) - imem_base),
       /* The last page stays free: what overruns the last queue leaves physical memory, and is noticed. */
       queues_(queues_base(bytes), bytes - queues_base(bytes) - page_size)
 {
-    void *const mapped = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
-    if (mapped == MAP_FAILED) {
-        const int error = errno;
-        close(fd_);
-        throw std::system_error(error, std::generic_category(), "mapping the board's memory");
+    try {
+        base_ = map(size_, MAP_SHARED, fd_);
+        dsp_ = cached ? map(size_, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1) : base_;
+        synced_ = cached ? map(size_, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1) : nullptr;
+    } catch (const std::system_error &) {
+        unmap();
+        throw;
     }
-    base_ = static_cast<uint8_t *>(mapped);
 }
 
 Memory::~Memory()
 {
-    munmap(base_, size_);
+    unmap();
+}
+
+void Memory::unmap()
+{
+    if (is_cached() && dsp_)
+        munmap(dsp_, size_);
+    if (synced_)
+        munmap(synced_, size_);
+    if (base_)
+        munmap(base_, size_);
     close(fd_);
 }
 
@@ -100,11 +120,58 @@ void Memory::exhaust(const std::function<void()> &refused)
     queues_.exhaust(refused);
 }
 
-std::span<uint8_t> Memory::at(uint32_t address, uint32_t length) const
+std::span<uint8_t> Memory::part(uint8_t *whole, uint32_t address, uint32_t length) const
 {
     if (address > size_ || length > size_ - address)
         return {};
-    return {base_ + address, length};
+    return {whole + address, length};
+}
+
+std::span<uint8_t> Memory::at(uint32_t address, uint32_t length) const
+{
+    return part(dsp_, address, length);
+}
+
+std::span<uint8_t> Memory::shared(uint32_t address, uint32_t length) const
+{
+    return part(base_, address, length);
+}
+
+void Memory::hand_in(uint32_t address, uint32_t length)
+{
+    if (!is_cached())
+        return;
+    const std::span<const uint8_t> programs = shared(address, length);
+    std::ranges::copy(programs, part(synced_, address, length).begin());
+    std::ranges::copy(programs, at(address, length).begin());
+}
+
+void Memory::hand_out(uint32_t address, uint32_t length)
+{
+    if (!is_cached())
+        return;
+    const std::span<const uint8_t> made = at(address, length);
+    std::ranges::copy(made, shared(address, length).begin());
+    std::ranges::copy(made, part(synced_, address, length).begin());
+}
+
+void Memory::sync_line(uint32_t address, uint32_t length)
+{
+    if (std::ranges::equal(shared(address, length), part(synced_, address, length)))
+        hand_out(address, length);
+    else
+        hand_in(address, length);
+}
+
+void Memory::sync(uint64_t address, uint64_t length)
+{
+    constexpr uint32_t line = 32; /* bytes, of the ARM926's data cache */
+    if (!is_cached() || address >= size_)
+        return;
+    const auto begin = static_cast<uint32_t>(address / line * line);
+    const auto end = static_cast<uint32_t>(address + std::min<uint64_t>(length, size_ - address));
+    for (uint32_t at = begin; at < end; at += line)
+        sync_line(at, line);
 }
 
 } // namespace orka::board

@@ -1,4 +1,8 @@
-/* The board's physical memory: one sealed memfd whose file offset is the physical address. */
+/*
+ * The board's physical memory: one sealed memfd whose file offset is the physical address. On a board with a
+ * strict cache that is the programs' side alone; the DSP has another one, and what passes between them passes
+ * by name.
+ */
 #ifndef ORKA_BOARD_SERVER_MEMORY_H
 #define ORKA_BOARD_SERVER_MEMORY_H
 
@@ -37,24 +41,40 @@ class RangeAllocator {
 class Memory {
   public:
     /* bytes: a multiple of 1 MiB. Throws std::system_error. */
-    explicit Memory(uint32_t bytes);
+    explicit Memory(uint32_t bytes, bool cached = false);
     ~Memory();
     Memory(const Memory &) = delete;
     Memory &operator=(const Memory &) = delete;
 
     int fd() const { return fd_; }
     uint32_t size() const { return size_; }
-    /* An empty span where the range is not all inside. */
+    bool is_cached() const { return dsp_ != base_; }
+    /* An empty span where the range is not all inside. The DSP's side, and that of programs. */
     std::span<uint8_t> at(uint32_t address, uint32_t length) const;
+    std::span<uint8_t> shared(uint32_t address, uint32_t length) const;
+
+    /* What programs wrote reaches the DSP; what the DSP wrote reaches programs. Not where it is not all
+       inside. */
+    void hand_in(uint32_t address, uint32_t length);
+    void hand_out(uint32_t address, uint32_t length);
+    /* Cleans and invalidates, by cache lines: those that programs have changed since they were handed in or
+       out reach the DSP, all others come from there. As much of it as lies inside. */
+    void sync(uint64_t address, uint64_t length);
 
     RangeAllocator &imem() { return imem_; }     /* what /dev/imanage gives out */
     RangeAllocator &queues() { return queues_; } /* the drivers' own carve-out, for their queues */
     void exhaust(const std::function<void()> &refused);
 
   private:
+    void unmap();
+    std::span<uint8_t> part(uint8_t *whole, uint32_t address, uint32_t length) const;
+    void sync_line(uint32_t address, uint32_t length);
+
     int fd_ = -1;
     uint32_t size_ = 0;
     uint8_t *base_ = nullptr;
+    uint8_t *dsp_ = nullptr;    /* base_ where there is no cache */
+    uint8_t *synced_ = nullptr; /* what base_ held when it was handed in or out */
     RangeAllocator imem_;
     RangeAllocator queues_;
 };

@@ -125,6 +125,10 @@ void add_board_options(CLI::App &app, Command &command)
     app.add_option("--trace", command.board.trace, "Write one decoded line for each driver request to FILE")
         ->type_name("FILE");
     app.add_option("--log", command.board.log, "Write the board's log to FILE too")->type_name("FILE");
+    app.add_flag(
+        "--strict-cache", command.board.strict_cache,
+        "Keep programs and the DSP apart as a cache does: what is neither synced nor in a frame that is "
+        "committed or taken does not reach the other");
     add_view_option(app, command);
     add_fault_option(app, command);
     add_shims_option(app, command);
@@ -198,7 +202,7 @@ void check_combination(const CLI::App &run, const Command &command)
     if (run.count("--board") == 0)
         return;
     for (const char *const option : {"--memory", "--clock", "--reclaim", "--camera", "--microphone",
-                                     "--trace", "--log", "--view", "--fault"}) {
+                                     "--trace", "--log", "--view", "--fault", "--strict-cache"}) {
         if (run.count(option) != 0)
             throw CLI::ExcludesError("--board", option);
     }

@@ -23,6 +23,7 @@ constexpr uint32_t usual_memory_mib = 128;
 
 struct BoardOptions {
     uint32_t memory_mib = usual_memory_mib;
+    bool strict_cache = false;
     Options drivers;
     std::string trace; /* files; empty where there is none */
     std::string log;

@@ -19,6 +19,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "server/cache.h"
 #include "server/directory_safety.h"
 
 namespace orka::board {
@@ -164,7 +165,8 @@ std::string Server::status() const
         {"uptime_ms", std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count()},
         {"clock", machine_.options.real_time ? "real" : "fast"},
         {"held", machine_.presentation.is_held()},
-        {"memory", machine_.memory.size()}};
+        {"memory", machine_.memory.size()},
+        {"strict_cache", machine_.memory.is_cached()}};
     all["queues"] = report_of(machine_.memory.queues());
     all["faults"] = faults_.report();
     all["nodes"] = nlohmann::json::array();
@@ -321,6 +323,7 @@ void Server::call_over(const std::shared_ptr<DeviceFile> &file)
 void Server::hand_over(std::shared_ptr<PendingCall> call)
 {
     Driver &serves = *driver(call->device_file()->node());
+    hand_in_frame(machine_.memory, *call);
     faults_.control(std::move(call), serves);
 }
 
@@ -332,6 +335,8 @@ void Server::refused(const Client &client, const DeviceFile &file, uint32_t numb
 
 void Server::call_answered(const PendingCall &call, int error, std::span<const uint8_t> out)
 {
+    if (error == 0)
+        hand_out_frame(machine_.memory, call, out);
     if (trace_)
         trace_->answered(call, error, out);
     call_over(call.device_file());

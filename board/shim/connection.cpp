@@ -117,6 +117,7 @@ enum knowledge : int { unknown, learning, known };
 constinit std::atomic<int> machine_state{unknown};
 constinit protocol::machine machine{};
 constinit uint32_t memory_size = 0;
+constinit bool memory_is_cached = false;
 
 bool same_machine(const protocol::machine &other)
 {
@@ -125,12 +126,13 @@ bool same_machine(const protocol::machine &other)
 }
 
 /* False for another board than before, which may have taken the path of one that is gone. */
-bool recognise(const protocol::machine &told, uint32_t size)
+bool recognise(const protocol::machine &told, const protocol::reply &reply)
 {
     int expected = unknown;
     if (machine_state.compare_exchange_strong(expected, learning, std::memory_order_acquire)) {
         machine = told;
-        memory_size = size;
+        memory_size = reply.memory;
+        memory_is_cached = reply.result != 0;
         machine_state.store(known, std::memory_order_release);
         return true;
     }
@@ -147,7 +149,7 @@ long say_hello(int fd)
 
     if (talk(fd, hello) < 0 || hello.reply.error != 0 || hello.reply.length != sizeof told)
         return -ENODEV;
-    return recognise(told, hello.reply.memory) ? 0 : -ENODEV;
+    return recognise(told, hello.reply) ? 0 : -ENODEV;
 }
 
 /* The lane, if there is one, is empty afterwards. */
@@ -247,6 +249,11 @@ bool is_memory(const identity &file, uint64_t &size)
     size = memory_size;
     return file.inode == machine.memory_inode && file.major == machine.memory_major &&
            file.minor == machine.memory_minor;
+}
+
+bool has_cache()
+{
+    return machine_state.load(std::memory_order_acquire) == known && memory_is_cached;
 }
 
 } // namespace orka::board::shim

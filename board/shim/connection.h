@@ -27,6 +27,9 @@ long transact(exchange &what);
  */
 bool is_memory(const identity &file, uint64_t &size);
 
+/* Whether the board keeps programs and the DSP apart by a cache. False before any connection. */
+bool has_cache();
+
 } // namespace orka::board::shim
 
 #endif

@@ -43,6 +43,7 @@ void resolve_openers()
     resolve(real.ioctl_time64, "__ioctl_time64");
     resolve(real.mmap, "mmap");
     resolve(real.mmap64, "mmap64");
+    resolve(real.msync, "msync");
 }
 
 void resolve_lookers()

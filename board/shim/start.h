@@ -19,6 +19,7 @@ using checked_openat_function = int(int, const char *, int);
 using ioctl_function = int(int, unsigned long, ...);
 using mmap_function = void *(void *, size_t, int, int, int, off_t);
 using mmap64_function = void *(void *, size_t, int, int, int, off64_t);
+using msync_function = int(void *, size_t, int);
 using access_function = int(const char *, int);
 using faccessat_function = int(int, const char *, int, int);
 using statx_function = int(int, const char *, int, unsigned, struct statx *);
@@ -41,6 +42,7 @@ struct real_functions {
     ioctl_function *ioctl, *ioctl_time64;
     mmap_function *mmap;
     mmap64_function *mmap64;
+    msync_function *msync;
     access_function *access, *eaccess, *euidaccess;
     faccessat_function *faccessat;
     statx_function *statx;

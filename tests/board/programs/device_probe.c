@@ -9,6 +9,7 @@
  * R NUMBER ARGUMENT  ARGUMENT: bytes in hex, null, bad, readonly, unterminated, edge (bytes up to the end of
  *                              a page that nothing follows) or =NAME; prints result and record
  *   extended R NUMBER ARGUMENT the same with the number's highest bit extended
+ *   sync R OFFSET LENGTH       maps a page before it, too, and syncs the rest
  *   map R OFFSET LENGTH [ro]   peek R OFFSET LENGTH    poke R OFFSET TEXT
  *   stat FORM PATH [bad]       access FORM PATH MODE    attribute PATH NAME
  *   poll|select|epoll R        what is ready just now
@@ -249,6 +250,18 @@ static void command_map64(char **words)
     report(base == MAP_FAILED ? -1 : 0);
     if (base != MAP_FAILED)
         munmap(base, length);
+}
+
+static void command_sync(char **words)
+{
+    const off_t offset = (off_t)strtoull(words[2], NULL, 0) - page;
+    const size_t length = strtoul(words[3], NULL, 0);
+    char *base = mmap(NULL, length + page, PROT_READ, MAP_SHARED, *descriptor(words[1]), offset);
+
+    if (base == MAP_FAILED)
+        fail("cannot map");
+    report(msync(base + page, length, MS_SYNC));
+    munmap(base, length + page);
 }
 
 /* An address inside a mapping of one page of physical memory, which stays. */
@@ -757,6 +770,7 @@ static const struct command commands[] = {
     {"extended", 3, command_extended},
     {"map", 3, command_map},
     {"map64", 3, command_map64},
+    {"sync", 3, command_sync},
     {"poke", 3, command_poke},
     {"peek", 3, command_peek},
     {"stat", 2, command_stat},

@@ -136,5 +136,100 @@ TEST(MemoryTest, QueuesTakeTheRestButTheLastPage)
     EXPECT_FALSE(memory.queues().allocate(1));
 }
 
+constexpr uint32_t place = 2 * mebibyte;
+constexpr uint32_t line = 32;
+
+TEST(MemoryTest, WithoutACacheBothSidesAreOne)
+{
+    const Memory memory(16 * mebibyte);
+    EXPECT_FALSE(memory.is_cached());
+    EXPECT_EQ(memory.at(place, 1).data(), memory.shared(place, 1).data());
+}
+
+/* On a board with a strict cache. */
+class CachedMemory : public testing::Test {
+  protected:
+    uint8_t &dsp(uint32_t offset = 0) { return memory_.at(place + offset, 1).front(); }
+    uint8_t &program(uint32_t offset = 0) { return memory_.shared(place + offset, 1).front(); }
+
+    Memory memory_{16 * mebibyte, true};
+};
+
+TEST_F(CachedMemory, KeepsItsSidesApart)
+{
+    dsp() = 1;
+    program(1) = 2;
+    EXPECT_EQ(program(), 0);
+    EXPECT_EQ(dsp(1), 0);
+}
+
+TEST_F(CachedMemory, ProgramsMapTheirSide)
+{
+    program() = 5;
+    uint8_t byte = 0;
+    EXPECT_EQ(pread(memory_.fd(), &byte, 1, place), 1);
+    EXPECT_EQ(byte, 5);
+}
+
+TEST_F(CachedMemory, HandsInWhatWasNamedAndNoMore)
+{
+    program() = 1;
+    program(1) = 2;
+    memory_.hand_in(place, 1);
+    EXPECT_EQ(dsp(), 1);
+    EXPECT_EQ(dsp(1), 0);
+}
+
+TEST_F(CachedMemory, HandsOutWhatWasNamedAndNoMore)
+{
+    dsp() = 1;
+    dsp(1) = 2;
+    memory_.hand_out(place, 1);
+    EXPECT_EQ(program(), 1);
+    EXPECT_EQ(program(1), 0);
+}
+
+TEST_F(CachedMemory, ASyncTakesChangedLinesInAndBringsTheOthersOut)
+{
+    program() = 1;
+    dsp(line) = 2;
+    dsp(2 * line) = 3;
+    memory_.sync(place, line + 1);
+    EXPECT_EQ(dsp(), 1);
+    EXPECT_EQ(program(line), 2);
+    EXPECT_EQ(program(2 * line), 0);
+}
+
+TEST_F(CachedMemory, ALineThatWasHandedOverCountsAsUnchanged)
+{
+    program() = 1;
+    memory_.hand_in(place, line);
+    dsp() = 2;
+    memory_.sync(place, line);
+    EXPECT_EQ(program(), 2);
+}
+
+TEST_F(CachedMemory, ALineGoesAsAWhole)
+{
+    program() = 1;
+    dsp(1) = 2;
+    memory_.sync(place, 1);
+    EXPECT_EQ(dsp(), 1);
+    EXPECT_EQ(dsp(1), 0);
+}
+
+TEST_F(CachedMemory, NothingPassesThatLiesOutside)
+{
+    const uint32_t size = memory_.size();
+    memory_.shared(size - 1, 1).front() = 1;
+    memory_.hand_in(size - 1, 2);
+    memory_.hand_in(0xfffffff0, 0x20);
+    memory_.sync(size, 1);
+    memory_.sync(UINT64_MAX, UINT64_MAX);
+    EXPECT_EQ(memory_.at(size - 1, 1).front(), 0);
+    memory_.sync(size - 1, UINT64_MAX);
+    EXPECT_EQ(memory_.at(size - 1, 1).front(), 1);
+}
+
 } // namespace
 } // namespace orka::board

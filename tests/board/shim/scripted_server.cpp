@@ -124,6 +124,12 @@ void ScriptedServer::make_files_readable()
     readable_ = true;
 }
 
+void ScriptedServer::make_memory_cached()
+{
+    const std::lock_guard lock(mutex_);
+    cached_ = true;
+}
+
 /* It stays where it is, and runs outside of the lock. */
 ScriptedServer::Script *ScriptedServer::script_for(protocol::operation operation)
 {
@@ -253,14 +259,14 @@ void ScriptedServer::handle(Connection &connection, const Asked &asked)
 
 Answer ScriptedServer::answer_by_default(const Asked &asked, int &descriptor)
 {
-    if (asked.operation == protocol::operation::hello)
-        return {.bytes = machine_bytes(memory_)};
     if (asked.operation == protocol::operation::open)
         return open_file(asked, descriptor);
-    if (asked.operation == protocol::operation::outside)
+    if (asked.operation == protocol::operation::outside || asked.operation == protocol::operation::sync)
         return {};
 
     const std::lock_guard lock(mutex_);
+    if (asked.operation == protocol::operation::hello)
+        return {.result = cached_, .bytes = machine_bytes(memory_)};
     const auto file = files_.find(asked.request.file);
     if (file == files_.end())
         return {.error = EBADF};

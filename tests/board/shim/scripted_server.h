@@ -56,6 +56,7 @@ class ScriptedServer {
     /* Comes before the default answer to an operation; before the program runs. */
     void on(protocol::operation operation, Script script);
     void make_files_readable();
+    void make_memory_cached();
     /* The next board at the same path: other memory. */
     void replace_memory();
 
@@ -93,6 +94,7 @@ class ScriptedServer {
     };
     mutable std::mutex mutex_; /* over all that follows */
     bool readable_ = false;
+    bool cached_ = false;
     std::map<protocol::operation, Script> scripts_;
     std::map<uint32_t, OpenFile> files_;
     std::vector<Asked> asked_;

@@ -39,11 +39,11 @@ Symbols symbols_of(const std::string &library)
 }
 
 const std::set<std::string> replaced = {
-    "open",       "open64",       "openat",       "openat64", "__open_2", "__open64_2",
-    "__openat_2", "__openat64_2", "ioctl",        "mmap",     "mmap64",   "access",
-    "eaccess",    "euidaccess",   "faccessat",    "stat",     "lstat",    "stat64",
-    "lstat64",    "fstatat",      "fstatat64",    "__xstat",  "__lxstat", "__xstat64",
-    "__lxstat64", "__fxstatat",   "__fxstatat64", "statx",    "getxattr", "lgetxattr",
+    "open",         "open64",    "openat",    "openat64",  "__open_2",   "__open64_2", "__openat_2",
+    "__openat64_2", "ioctl",     "mmap",      "mmap64",    "msync",      "access",     "eaccess",
+    "euidaccess",   "faccessat", "stat",      "lstat",     "stat64",     "lstat64",    "fstatat",
+    "fstatat64",    "__xstat",   "__lxstat",  "__xstat64", "__lxstat64", "__fxstatat", "__fxstatat64",
+    "statx",        "getxattr",  "lgetxattr",
 };
 
 const std::set<std::string> replaced_with_time64 = {"__ioctl_time64", "__stat64_time64", "__lstat64_time64",
