@@ -1,6 +1,7 @@
 #include "fuzz/fuzz_board.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <thread>
 
@@ -38,14 +39,6 @@ uint64_t running_threads()
     struct stat status {};
     stat("/proc/self/task", &status);
     return status.st_nlink;
-}
-
-/* Before anything of this input's; after everything of the one before. */
-uint64_t threads_at_begin()
-{
-    static const int descriptors = open_descriptors();
-    require(open_descriptors() == descriptors, "a descriptor is left");
-    return running_threads();
 }
 
 /* Under a name that the kernel chooses, in no directory. */
@@ -130,18 +123,30 @@ std::optional<FuzzAnswer> FuzzClient::receive()
 
 /* The board. */
 
+FuzzBoard::Leftovers::Leftovers() : descriptors_(open_descriptors()), threads_(running_threads()) {}
+
+/* A thread that was joined is gone a moment later. */
+FuzzBoard::Leftovers::~Leftovers()
+{
+    constexpr int patience = 10000;
+    for (int i = 0; i < patience && running_threads() > threads_; i++)
+        std::this_thread::sleep_for(1ms);
+    require(running_threads() <= threads_, "a thread is left");
+    require(open_descriptors() <= descriptors_, "a descriptor is left");
+}
+
 FuzzBoard::FuzzBoard(const Options &options)
-    : threads_(threads_at_begin()), options_(options),
-      memory_(memory_bytes), machine_{.reactor = reactor_,
-                                      .memory = memory_,
-                                      .options = options_,
-                                      .log = [](const std::string &) {},
-                                      .dsp_image = {},
-                                      .capture = CaptureClock(options.real_time)},
+    : options_(options), memory_(memory_bytes), machine_{.reactor = reactor_,
+                                                         .memory = memory_,
+                                                         .options = options_,
+                                                         .log = [](const std::string &) {},
+                                                         .dsp_image = {},
+                                                         .capture = CaptureClock(options.real_time)},
       listener_(listen_somewhere())
 {
     std::string why;
 
+    signal(SIGPIPE, SIG_IGN); /* as in the board's process: a file is closed at any moment */
     camera_ = Camera::create("", why);
     microphone_ = Microphone::create("", why);
     machine_.camera = camera_.get();
@@ -193,12 +198,6 @@ FuzzBoard::~FuzzBoard()
 {
     require_all_free();
     require_nobody_elses_memory_touched();
-    server_.reset();
-    /* A thread that was joined is gone a moment later. */
-    constexpr int patience = 1000;
-    for (int i = 0; i < patience && running_threads() > threads_; i++)
-        std::this_thread::sleep_for(1ms);
-    require(running_threads() <= threads_, "a thread is left");
 }
 
 Options options_by(uint8_t byte)

@@ -75,7 +75,20 @@ class FuzzBoard {
     void require_all_free();
     void require_nobody_elses_memory_touched() const;
 
-    const uint64_t threads_;
+    /* Counts before everything else is made, and again when all of it is gone. */
+    class Leftovers {
+      public:
+        Leftovers();
+        ~Leftovers();
+        Leftovers(const Leftovers &) = delete;
+        Leftovers &operator=(const Leftovers &) = delete;
+
+      private:
+        const int descriptors_;
+        const uint64_t threads_;
+    };
+
+    const Leftovers leftovers_;
     const orka::board::Options options_;
     orka::board::Reactor reactor_;
     orka::board::Memory memory_;
