@@ -69,7 +69,8 @@ class Soak {
         work_until(end);
         const Sample last = idle_sample();
         print(first, last);
-        return check(first, last) && plays_exactly() && failures_ == 0;
+        const bool is_free = check(first, last);
+        return plays_exactly() && is_free && failures_ == 0;
     }
 
   private:
