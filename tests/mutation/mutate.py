@@ -202,7 +202,7 @@ class Reach:
                     self.programs[file["file"], None].add(name)
 
     def of(self, mutant, users):
-        """Quickest first. A line that is never executed, as in a table, is everybody's who reaches a user of the file."""
+        """Quickest first. A line that is never executed, as in a table, is everybody's who reaches a user of it."""
         names = self.of_places((mutant.file, line) for line in mutant.lines())
         return sorted(names or self.of_places((file, None) for file in users), key=self.seconds.get)
 

@@ -307,6 +307,22 @@ INSTANTIATE_TEST_SUITE_P(Llist, Handle, testing::ValuesIn(operations),
 
 /* Queue and stack */
 
+/* Looks at the list while it is locked and unlocked: what was enqueued comes between the two. */
+TEST_F(Llist, AValueIsAddedUnderTheLock)
+{
+    uint32_t locked = 9;
+    uint32_t unlocked = 9;
+
+    for (auto add : {orka_llist_enqueue, orka_llist_push}) {
+        const uint32_t before = list->count;
+        kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = [&] { locked = list->count; }});
+        kernel.fail(Fn::mutex_unlock, {.result = 0, .meanwhile = [&] { unlocked = list->count; }});
+        EXPECT_EQ(add(list, 5), ORKA_STATUS_SUCCESS);
+        EXPECT_EQ(locked, before);
+        EXPECT_EQ(unlocked, before + 1);
+    }
+}
+
 TEST_F(Llist, AQueueGivesTheFirstFirst)
 {
     fill({1, 2, 3});
