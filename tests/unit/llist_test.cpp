@@ -307,19 +307,33 @@ INSTANTIATE_TEST_SUITE_P(Llist, Handle, testing::ValuesIn(operations),
 
 /* Queue and stack */
 
-/* Looks at the list while it is locked and unlocked: what was enqueued comes between the two. */
-TEST_F(Llist, AValueIsAddedUnderTheLock)
-{
-    uint32_t locked = 9;
-    uint32_t unlocked = 9;
+struct LockedChange {
+    void (*make)(orka_llist_t *list);
+    int by; /* how many values the list gains */
+};
 
-    for (auto add : {orka_llist_enqueue, orka_llist_push}) {
+const LockedChange locked_changes[] = {
+    {[](orka_llist_t *list) { orka_llist_enqueue(list, 5); }, 1},
+    {[](orka_llist_t *list) { orka_llist_push(list, 5); }, 1},
+    {[](orka_llist_t *list) { orka_llist_insert_index(list, 5, 0); }, 1},
+    {[](orka_llist_t *list) { orka_llist_insert(list, 5, by_value, 5); }, 1},
+    {[](orka_llist_t *list) { orka_llist_dequeue(list); }, -1},
+    {[](orka_llist_t *list) { orka_llist_del_index(list, 0); }, -1},
+    {[](orka_llist_t *list) { orka_llist_delete(list, by_value, 5); }, -1},
+};
+
+/* Looks at the list while it is locked and unlocked: the change comes between the two. */
+TEST_F(Llist, IsChangedUnderItsLock)
+{
+    for (const LockedChange &change : locked_changes) {
         const uint32_t before = list->count;
+        uint32_t locked = 99;
+        uint32_t unlocked = 99;
         kernel.fail(Fn::mutex_lock, {.result = 0, .meanwhile = [&] { locked = list->count; }});
         kernel.fail(Fn::mutex_unlock, {.result = 0, .meanwhile = [&] { unlocked = list->count; }});
-        EXPECT_EQ(add(list, 5), ORKA_STATUS_SUCCESS);
+        change.make(list);
         EXPECT_EQ(locked, before);
-        EXPECT_EQ(unlocked, before + 1);
+        EXPECT_EQ(unlocked, before + static_cast<uint32_t>(change.by));
     }
 }
 
