@@ -29,10 +29,9 @@ TEST_F(VideoControl, StopWakesWhoeverWaits)
 
 TEST_F(VideoControl, StopGivesNoBufferToWhoeverWaitsForOne)
 {
-    const uint8_t packet[] = {1};
     play(video, one_frame);
-    ASSERT_EQ(video.pause(), 0);
-    ASSERT_TRUE(video.feed(packet, 0));
+    occupy(video);
+    ASSERT_TRUE(feed(video, show));
     const auto filler = video.begin_new(-1);
     EXPECT_EQ(video.stop(), 0);
     EXPECT_EQ(Player::frame_of(*filler).status, wire::driver_failure);
