@@ -35,7 +35,7 @@ enum class operation : uint32_t {
     cancel = 4,   /* a signal interrupted the request that is under way; has no reply of its own */
     identify = 5, /* result: the wire::node of a file, or EBADF where the inode is no file of this board */
     outside = 6,  /* a mapping outside physical memory, a range, was refused: the board says so in its log */
-    sync = 9,     /* a range was synced: where there is a cache, programs and DSP see each other's data in it */
+    sync = 9, /* a range was synced: where there is a cache, programs and DSP see each other's data in it */
     /* For people's tools. The answer is a picture or nothing, and a descriptor of a memfd, whole: */
     screenshot = 7, /* its pixels, three bytes each, red first, without gaps between the lines */
     status = 8,     /* the state of the board as JSON */

@@ -39,14 +39,16 @@ Board::Board(const BoardOptions &options, int listener)
     : options_(options.drivers),
       log_file_(options.log.empty() ? nullptr : std::make_unique<LineFile>(options.log)),
       trace_(options.trace.empty() ? Trace() : Trace(options.trace)),
-      memory_(options.memory_mib * mebibyte, options.strict_cache), machine_{.reactor = reactor_,
-                                                       .memory = memory_,
-                                                       .options = options_,
-                                                       .log = [this](const std::string &line) { log(line); },
-                                                       .dsp_image = {},
-                                                       .capture = CaptureClock(options.drivers.real_time)},
+      memory_(options.memory_mib * mebibyte, options.strict_cache),
+      machine_{.reactor = reactor_,
+               .memory = memory_,
+               .options = options_,
+               .log = [this](const std::string &line) { log(line); },
+               .dsp_image = {},
+               .capture = CaptureClock(options.drivers.real_time)},
       camera_(with_controls(source_of<Camera>(options.drivers.camera), machine_.picture_controls)),
-      microphone_(source_of<Microphone>(options.drivers.microphone)), server_(machine_, listener, &trace_, options.faults)
+      microphone_(source_of<Microphone>(options.drivers.microphone)),
+      server_(machine_, listener, &trace_, options.faults)
 {
     take_all_descriptors();
     machine_.camera = camera_.get();
