@@ -125,6 +125,17 @@ orka_enable_mode_t orka_enable_mode_byname(const char *name)
 
 static constexpr int no_errno = -1;
 
+/* The name of the function, in two parts. */
+static const char *prefix_of(const call_site &site)
+{
+    return site.is_prefixed ? orka_modules[site.module].prefix : "";
+}
+
+static const char *name_of(const call_site &site)
+{
+    return reinterpret_cast<const char *>(&site) + sizeof site;
+}
+
 __attribute__((cold, format(printf, 5, 0))) static void write_report(FILE *stream, const char *kind,
                                                                      int saved_errno, const call_site &site,
                                                                      const char *message, va_list arguments)

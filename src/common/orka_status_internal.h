@@ -97,17 +97,6 @@ consteval auto site_at(std::string_view tag, const char (&function)[size], int l
         &here;                                                                                               \
     })[0]
 
-/* The name of the function, in two parts. */
-inline const char *prefix_of(const call_site &site)
-{
-    return site.is_prefixed ? orka_modules[site.module].prefix : "";
-}
-
-inline const char *name_of(const call_site &site)
-{
-    return reinterpret_cast<const char *>(&site) + sizeof site;
-}
-
 #define ORKA_REPORTER(format_index)                                                                          \
     __attribute__((cold, noinline, format(printf, format_index, (format_index) + 1)))
 

@@ -164,9 +164,10 @@ TEST_F(Report, TheLineIsThatOfTheCallSite)
     const Ending ending = end_of([](Kernel &) {
         const call_site &site = HERE;
         printf("%d\n", site.line - __LINE__);
-        printf("%s %s%s\n", orka_modules[site.module].tag, prefix_of(site), name_of(site));
+        report_error(site, "Odd.");
     });
-    EXPECT_EQ(ending.output, "-1\nORKA_STATUS: operator()\n");
+    EXPECT_EQ(ending.output, "-1\n");
+    EXPECT_EQ(ending.error, "ERROR:operator()():[#] ORKA_STATUS: Odd.\n");
 }
 
 TEST_F(Report, AnErrnoBringsASecondLineInTheSystemsWords)
