@@ -69,7 +69,7 @@ orka_status_t orka_idecode_get_audio_params(orka_idecode_audio_params_t *dparams
 static constexpr uint32_t usual_bufsize = 0x300000;
 static constexpr uint32_t usual_maxframe = 307200;
 
-struct video_rule {
+struct video_decoder_rule {
     orka_video_type_t type;
     uint32_t codec;
     uint32_t bufsize = usual_bufsize;
@@ -77,7 +77,7 @@ struct video_rule {
     uint32_t bytes_per_pixel = 0;       /* of raw pictures alone */
 };
 
-static constexpr video_rule video_rules[] = {
+static constexpr video_decoder_rule video_rules[] = {
     {ORKA_VIDEO_TYPE_DIVX3, 4},
     {ORKA_VIDEO_TYPE_MSMPEG4, 4},
     {ORKA_VIDEO_TYPE_H263, 1},
@@ -113,7 +113,7 @@ orka_status_t orka_idecode_get_video_params(orka_idecode_video_params_t *dparams
         return ORKA_STATUS_SUCCESS;
     }
 
-    const video_rule *rule = find_row(video_rules, vdesc->type);
+    const video_decoder_rule *rule = find_row(video_rules, vdesc->type);
     if (rule == nullptr) {
         report_error(HERE, "Unsupported Video Type (%s).", orka_media_video_string(vdesc->type));
         return ORKA_STATUS_INVALID_PARAMETER;

@@ -75,7 +75,7 @@ orka_status_t orka_iencode_get_audio_params(orka_iencode_audio_params_t *eparams
 /* Video parameters */
 
 /* What a codec sets, where it is not as usual. */
-struct video_rule {
+struct video_encoder_rule {
     orka_video_type_t type;
     uint32_t codec = 0;
     bool has_size = true;
@@ -88,9 +88,9 @@ struct video_rule {
     uint32_t bufcount = 120;
 };
 
-static constexpr video_rule usual_video = {.type = ORKA_VIDEO_TYPE_NONE};
+static constexpr video_encoder_rule usual_video = {.type = ORKA_VIDEO_TYPE_NONE};
 
-static constexpr video_rule video_rules[] = {
+static constexpr video_encoder_rule video_rules[] = {
     {.type = ORKA_VIDEO_TYPE_H263, .codec = 1, .word16 = 6},
     {.type = ORKA_VIDEO_TYPE_H264, .codec = 6, .word36 = 26112},
     {.type = ORKA_VIDEO_TYPE_MPEG2,
@@ -105,7 +105,8 @@ static constexpr video_rule video_rules[] = {
     {.type = ORKA_VIDEO_TYPE_JPEG, .codec = 10, .has_size = false},
 };
 
-static orka_iencode_video_params_t video_params(const video_rule &rule, const orka_video_desc_t &vdesc)
+static orka_iencode_video_params_t video_params(const video_encoder_rule &rule,
+                                                const orka_video_desc_t &vdesc)
 {
     return {
         .codec = rule.codec,
@@ -138,7 +139,7 @@ orka_status_t orka_iencode_get_video_params(orka_iencode_video_params_t *eparams
     }
 
     *eparams = video_params(usual_video, *vdesc);
-    const video_rule *rule = find_row(video_rules, vdesc->type);
+    const video_encoder_rule *rule = find_row(video_rules, vdesc->type);
     if (rule == nullptr) {
         report_error(HERE, "Unsupported Video Type (%s).", orka_media_video_string(vdesc->type));
         return ORKA_STATUS_INVALID_PARAMETER;

@@ -193,6 +193,23 @@ TEST(MediaMemory, IsResetAgainOnceItIsDirty)
     });
 }
 
+TEST(MediaMemory, IsDirtyUntilTheResetIsDone)
+{
+    in_fresh_process([](Harness &harness) {
+        int32_t meanwhile = -1;
+
+        harness.kernel.node("/dev/imanage");
+        harness.kernel.on("/dev/imanage", reset_request, no_record, [&meanwhile](void *) {
+            meanwhile = media_mem_is_dirty();
+            return 0;
+        });
+        media_mem_reset();
+        EXPECT_EQ(meanwhile, 1);
+        EXPECT_EQ(media_mem_is_dirty(), 0);
+        orka_idevice_close_atexit();
+    });
+}
+
 TEST(MediaMemory, IsCleanThoughItsResetWasRefused)
 {
     in_fresh_process([](Harness &harness) {
