@@ -140,8 +140,9 @@ int64_t orka_file_size(const char *path)
 
 /* Closing at exit */
 
+/* Written for whoever looks at the record where it is freed. */
 struct onexit_record {
-    int fd;
+    volatile int fd;
 };
 
 static void onexit_close_fd(int, void *argument)

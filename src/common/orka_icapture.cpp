@@ -124,8 +124,8 @@ static const orka_capture_params_t *choose_row(const call_site &site, const want
     return found;
 }
 
-orka_status_t orka_icapture_search(orka_capture_params_t *out, const orka_display_request_t *request,
-                                   std::span<const orka_capture_params_t> table)
+orka_status_t find_capture_params(orka_capture_params_t *out, const orka_display_request_t *request,
+                                  std::span<const orka_capture_params_t> table)
 {
     if (out == nullptr)
         return orka_null_pointer(HERE);
@@ -150,7 +150,7 @@ orka_status_t orka_icapture_get_capture_params(orka_capture_params_t *out,
     if (out == nullptr)
         return orka_null_pointer(HERE);
 
-    const orka_status_t status = orka_icapture_search(out, request, orka_icapture_params);
+    const orka_status_t status = find_capture_params(out, request, orka_icapture_params);
     /* The search fails for a table without rows alone, and this one has some. GCOVR_EXCL_START */
     if (status != ORKA_STATUS_SUCCESS) {
         /* Kept on purpose: the display's text. */

@@ -17,7 +17,7 @@ int mode_name_cmp(const char *table_mode, const char *wanted);
  * Copies the row of a capture table that serves a request, which may be null, best; what was looked at on the
  * way is told as warnings. ORKA_STATUS_NULL_POINTER without out, ORKA_STATUS_ERROR for a table without rows.
  */
-orka_status_t orka_icapture_search(orka_capture_params_t *out, const orka_display_request_t *request,
-                                   std::span<const orka_capture_params_t> table);
+orka_status_t find_capture_params(orka_capture_params_t *out, const orka_display_request_t *request,
+                                  std::span<const orka_capture_params_t> table);
 
 #endif

@@ -96,8 +96,8 @@ static const orka_display_params_t *choose_row(const call_site &site, const want
     return &table[at];
 }
 
-orka_status_t orka_idisplay_search(orka_display_params_t *out, const orka_display_request_t *request,
-                                   std::span<const orka_display_params_t> table)
+orka_status_t find_display_params(orka_display_params_t *out, const orka_display_request_t *request,
+                                  std::span<const orka_display_params_t> table)
 {
     if (out == nullptr)
         return orka_null_pointer(HERE);
@@ -184,7 +184,7 @@ orka_status_t orka_idisplay_get_display_params(orka_display_params_t *out,
     if (out == nullptr)
         return orka_null_pointer(HERE);
 
-    const orka_status_t status = orka_idisplay_search(out, request, orka_idisplay_params);
+    const orka_status_t status = find_display_params(out, request, orka_idisplay_params);
     /* The search fails for a table without rows alone, and this one has some. GCOVR_EXCL_START */
     if (status != ORKA_STATUS_SUCCESS) {
         report_error(HERE, "Getting Display Parameters.");
@@ -237,7 +237,7 @@ orka_status_t orka_idisplay_toggle_init(const orka_display_request_t *requests, 
         }
         orka_display_params_t *entry = &VideoOutputToggle[VideoOutputToggleCount];
         /* The search fails for a table without rows alone, and this one has some. GCOVR_EXCL_BR_START */
-        if (orka_idisplay_search(entry, &requests[i], orka_idisplay_params) == ORKA_STATUS_SUCCESS)
+        if (find_display_params(entry, &requests[i], orka_idisplay_params) == ORKA_STATUS_SUCCESS)
             VideoOutputToggleCount++;
         /* GCOVR_EXCL_BR_STOP */
     }

@@ -77,7 +77,7 @@ inline bool is_in_buffers(const void *address, const void *base, uint32_t size)
  * Copies the row of a display table that serves a request, which may be null, best; what was looked at on the
  * way is told as warnings. ORKA_STATUS_NULL_POINTER without out, ORKA_STATUS_ERROR for a table without rows.
  */
-orka_status_t orka_idisplay_search(orka_display_params_t *out, const orka_display_request_t *request,
-                                   std::span<const orka_display_params_t> table);
+orka_status_t find_display_params(orka_display_params_t *out, const orka_display_request_t *request,
+                                  std::span<const orka_display_params_t> table);
 
 #endif

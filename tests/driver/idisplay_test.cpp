@@ -409,8 +409,8 @@ TEST_F(DisplayRing, TakesTheDefaultForModesThatAreNone)
 {
     fill({{"LCD", "480i", 0, 0}, {nullptr, "1080p", 0, 0}});
     EXPECT_EQ(log.take_output(),
-              warning_line("orka_idisplay_search", "ORKA_IDISPLAY: Device name [LCD] Mode [QVGA].") +
-                  warning_line("orka_idisplay_search",
+              warning_line("find_display_params", "ORKA_IDISPLAY: Device name [LCD] Mode [QVGA].") +
+                  warning_line("find_display_params",
                                "ORKA_IDISPLAY: Finding Requested Display Mode. Using Defaults."));
     EXPECT_EQ(toggled(), row_480i());
     EXPECT_EQ(toggled(), row_vga());

@@ -468,6 +468,21 @@ TEST_F(File, SeveralDescriptorsAreEachClosedAtExit)
                   error_line("orka_file_close_fd", "ORKA_FILE: Closing File '1000' Descriptor.", EBADF));
 }
 
+TEST_F(File, ARecordSaysThatItIsClosedBeforeItIsFreed)
+{
+    const Ending ending = end_of([](Kernel &scripted) {
+        scripted.watch_block(sizeof(int));
+        orka_file_register_onexit_close_fd(bad_fd);
+        const Call &registered = scripted.calls(Fn::on_exit).at(0);
+        reinterpret_cast<void (*)(int, void *)>(registered.address)(0, scripted.watched_block());
+        for (const uint8_t byte : scripted.freed_bytes())
+            printf("%02x", byte);
+        fflush(stdout);
+        _exit(0);
+    });
+    EXPECT_EQ(ending.output, "ffffffff");
+}
+
 TEST_F(File, WhatIsDoneAtExitMindsARecordThatIsMissingOrClosed)
 {
     const Ending ending = end_of([](Kernel &scripted) {

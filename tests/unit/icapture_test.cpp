@@ -16,7 +16,7 @@ using namespace orka_test;
 
 namespace {
 
-constexpr const char *search = "orka_icapture_search";
+constexpr const char *search = "find_capture_params";
 
 struct Mode {
     const char *mode;
@@ -209,14 +209,14 @@ TEST_F(CaptureModes, NeedAPlaceToGo)
 TEST_F(CaptureModes, AreNotSearchedWithoutAPlaceToGo)
 {
     const orka_capture_params_t table[] = {row_of(0)};
-    EXPECT_EQ(orka_icapture_search(nullptr, nullptr, table), ORKA_STATUS_NULL_POINTER);
+    EXPECT_EQ(find_capture_params(nullptr, nullptr, table), ORKA_STATUS_NULL_POINTER);
     EXPECT_EQ(log.take_error(), error_line(search, "ORKA_ICAPTURE: NULL Pointer Deref."));
 }
 
 TEST_F(CaptureModes, OfAnEmptyTableAreNone)
 {
     orka_capture_params_t params = row_of(1);
-    EXPECT_EQ(orka_icapture_search(&params, nullptr, {}), ORKA_STATUS_ERROR);
+    EXPECT_EQ(find_capture_params(&params, nullptr, {}), ORKA_STATUS_ERROR);
     EXPECT_EQ(log.take_error(), error_line(search, "ORKA_ICAPTURE: No Capture Parameters Defined."));
     EXPECT_EQ(words_of(params), Words(33));
 }
@@ -234,7 +234,7 @@ class CaptureModesOfTwoDevices : public HarnessTest {
         for (size_t i = device[0] == 'A' ? 0 : 1; i <= looked_to; i++)
             output += looked_at(i, names[i]);
         orka_capture_params_t params;
-        EXPECT_EQ(orka_icapture_search(&params, &request, table), ORKA_STATUS_SUCCESS);
+        EXPECT_EQ(find_capture_params(&params, &request, table), ORKA_STATUS_SUCCESS);
         EXPECT_EQ(words_of(params), words_of(table[row])) << device << " " << mode;
         EXPECT_EQ(log.take_output(), output);
     }

@@ -17,7 +17,7 @@ using namespace orka_test;
 
 namespace {
 
-constexpr const char *search = "orka_idisplay_search";
+constexpr const char *search = "find_display_params";
 const std::string pal_line = "WARNING:ORKA_IDISPLAY: resizing for PAL mode.\n";
 
 struct Mode {
@@ -295,14 +295,14 @@ TEST_F(DisplayModes, NeedAPlaceToGo)
 TEST_F(DisplayModes, AreNotSearchedWithoutAPlaceToGo)
 {
     const orka_display_params_t table[] = {row_of(0)};
-    EXPECT_EQ(orka_idisplay_search(nullptr, nullptr, table), ORKA_STATUS_NULL_POINTER);
+    EXPECT_EQ(find_display_params(nullptr, nullptr, table), ORKA_STATUS_NULL_POINTER);
     EXPECT_EQ(log.take_error(), error_line(search, "ORKA_IDISPLAY: NULL Pointer Deref."));
 }
 
 TEST_F(DisplayModes, OfAnEmptyTableAreNone)
 {
     orka_display_params_t params = row_of(1);
-    EXPECT_EQ(orka_idisplay_search(&params, nullptr, {}), ORKA_STATUS_ERROR);
+    EXPECT_EQ(find_display_params(&params, nullptr, {}), ORKA_STATUS_ERROR);
     EXPECT_EQ(log.take_error(), error_line(search, "ORKA_IDISPLAY: No Display Parameters Defined."));
     EXPECT_EQ(words_of(params), Words(31));
 }
@@ -312,7 +312,7 @@ TEST_F(DisplayModes, AreSearchedWithoutBeingResolved)
     const orka_display_params_t table[] = {row_of(2), row_of(3)};
     const orka_display_request_t request = {nullptr, "QVGA", 100, 100};
     orka_display_params_t params;
-    EXPECT_EQ(orka_idisplay_search(&params, &request, table), ORKA_STATUS_SUCCESS);
+    EXPECT_EQ(find_display_params(&params, &request, table), ORKA_STATUS_SUCCESS);
     EXPECT_EQ(words_of(params), words_of(row_of(3)));
 }
 
