@@ -20,29 +20,33 @@ namespace {
 constexpr int usage_error = 2;
 
 constexpr char about[] =
-    "A virtual DM320 board: memory, DSP, camera, microphone, screen and device drivers, for programs that\n"
+    "A virtual DM320 board: memory, DSP, camera, microphone, screen and device drivers, for programs that "
     "use /dev/mem, /dev/imanage and the nodes of decoders, encoders, capture and display.";
 
 constexpr char examples[] =
-    "Examples:\n"
-    "  orka-board run -- ./player clip.avi          run a program on a board of its own\n"
-    "  orka-board run --clock real -- ./player a.avi   ... with pictures shown at their time stamps\n"
-    "  orka-board run --trace calls.txt -- ./player a.avi   ... and every driver request written down\n"
-    "  orka-board run --fault vdecode:IDECODE_NEW_FRAME:nth=3:errno=EIO -- ./player a.avi   ... and an "
-    "error\n"
-    "                                               where it did not expect one\n"
-    "  orka-board serve                             keep a board running; prints what to put into the\n"
-    "                                               environment of the programs that join it\n"
-    "  orka-board run --board SOCKET -- ./player    run a program on a board that is kept running\n"
-    "  orka-board run --clock real --view -- ./player a.avi   ... and watched in a browser\n"
-    "  orka-board screenshot shot.png               save what the board of $ORKA_BOARD shows\n"
-    "  orka-board status --board SOCKET             tell what that board does\n"
-    "  orka-board doctor                            look whether this machine has all that a board needs\n"
+    "Run a program on a board of its own; with pictures shown at their time stamps; and watched in a "
+    "browser:\n"
+    "  orka-board run -- ./player clip.avi\n"
+    "  orka-board run --clock real -- ./player clip.avi\n"
+    "  orka-board run --clock real --view -- ./player clip.avi\n"
+    "\n"
+    "Write down every driver request; let one go wrong:\n"
+    "  orka-board run --trace calls.txt -- ./player clip.avi\n"
+    "  orka-board run --fault vdecode:IDECODE_NEW_FRAME:nth=3:errno=EIO -- ./player\n"
+    "\n"
+    "Keep a board running, which prints what to put into the environment of the programs that join it; join "
+    "it; save what it shows; ask what it does:\n"
+    "  orka-board serve\n"
+    "  orka-board run --board SOCKET -- ./player clip.avi\n"
+    "  orka-board screenshot shot.png\n"
+    "  orka-board status --board SOCKET\n"
+    "\n"
+    "Look whether this machine has all that a board needs:\n"
+    "  orka-board doctor\n"
     "\n"
     "The exit status of screenshot and status is 1 when they failed, that of doctor when something is "
-    "missing. That of run is the program's own; 128 + "
-    "N when signal N killed it; 127 or 126 when it was\n"
-    "not found or cannot be executed; 125 when the board failed; 2 for a wrong command line.";
+    "missing. That of run is the program's own; 128 + N when signal N killed it; 127 or 126 when it was not "
+    "found or cannot be executed; 125 when the board failed; 2 for a wrong command line.";
 
 /* ADDRESS:PORT, [ADDRESS]:PORT; of nothing the default. */
 ViewAddress view_address(const std::string &text)

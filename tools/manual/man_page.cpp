@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "help.h"
+
 namespace orka::manual {
 
 namespace {
@@ -36,13 +38,16 @@ void write_lines(std::ostream &out, const std::string &text, std::string_view em
         out << (line.empty() ? std::string(empty) : escaped(line)) << '\n';
 }
 
+/* Of the text below a heading. */
+constexpr size_t page_indent = 7;
+
 /* What is laid out already stays so: examples stand in columns. */
 void write_footer(std::ostream &out, const std::string &footer)
 {
     if (footer.empty())
         return;
     out << ".SH NOTES\n.nf\n";
-    write_lines(out, footer, ".sp");
+    write_lines(out, folded(footer, terminal_columns - page_indent), ".sp");
     out << ".fi\n";
 }
 

@@ -16,7 +16,7 @@ namespace orka::manual {
 
 /*
  * Adds --man-page and --bash-completion, which --help does not list: each prints its text on standard output
- * and ends the parsing with CLI::Success. To be called when all else is declared.
+ * and ends the parsing with CLI::Success. Has --help fit a terminal. To be called when all else is declared.
  */
 void add_options(CLI::App &app, std::string_view version);
 

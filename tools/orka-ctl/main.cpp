@@ -17,18 +17,16 @@
 namespace {
 
 constexpr char description[] = "Looks at a DM320 board and sets it: `orka-board run --board SOCKET -- "
-                               "orka-ctl COMMAND` where the board is "
-                               "virtual.";
+                               "orka-ctl COMMAND` where the board is virtual.";
 
-constexpr char notes[] =
-    "Examples:\n"
-    "  orka-ctl list display            the display modes\n"
-    "  orka-ctl display set LCD/VGA     show pictures on the LCD panel\n"
-    "  orka-ctl capture snap now.png    save what the camera sees\n"
-    "  orka-ctl dsp dump 0 32           the words in which the DSP tells of itself\n"
-    "  orka-ctl locks --break           free the media locks that a killed program left\n"
-    "\n"
-    "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
+constexpr char notes[] = "Examples:\n"
+                         "  orka-ctl list display            the display modes\n"
+                         "  orka-ctl display set LCD/VGA     show pictures on the LCD panel\n"
+                         "  orka-ctl capture snap now.png    save what the camera sees\n"
+                         "  orka-ctl dsp dump 0 32           the words in which the DSP tells of itself\n"
+                         "  orka-ctl locks --break           free the locks that a killed program left\n"
+                         "\n"
+                         "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
 
 } // namespace
 

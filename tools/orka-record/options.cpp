@@ -18,18 +18,16 @@ constexpr char description[] =
     "there is none on the desk.";
 
 constexpr char notes[] =
-    "FILE's extension chooses the container: .avi .mp4 .mkv .mov .ts; bare streams: .m4v .h263 .h264 .m2v\n"
+    "FILE's extension chooses the container: .avi .mp4 .mkv .mov .ts; bare streams: .m4v .h263 .h264 .m2v "
     ".mp3 .aac .wav; a still: .jpg .jpeg .png .bmp .gif (256 colours) .tif .tiff\n"
     "\n"
     "Pairs that a codec image encodes: MPEG4 with AAC, MP3, PCM, G711, G722, G723, G726, WMA or no sound; "
-    "H263\n"
-    "with G711, G722, G723, G726 or no sound; H264 and MPEG2 with PCM or no sound; each sound alone.\n"
+    "H263 with G711, G722, G723, G726 or no sound; H264 and MPEG2 with PCM or no sound; each sound alone.\n"
     "\n"
     "Without --seconds, INT (Ctrl-C), TERM or HUP ends the recording; the file is then whole.\n"
     "\n"
-    "Exit status: 0 recorded; 1 an encoder or the file failed (what was written so far plays); 2 usage; 3 "
-    "no\n"
-    "board.";
+    "Exit status: 0 recorded; 1 an encoder or the file failed (what was written so far plays); 2 usage; "
+    "3 no board.";
 
 struct Texts {
     std::string video;

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <sstream>
 
 #include "board/tools/support.h"
+#include "manual/help.h"
 
 namespace orka_tools_test {
 namespace {
@@ -84,6 +86,18 @@ TEST_P(Manual, HelpDoesNotSpeakOfIt)
     EXPECT_THAT(help(), testing::Not(HasSubstr("--man-page")));
 }
 
+/* Longer is only what cannot be broken: a word, or what stands in the column of names. */
+TEST_P(Manual, HelpFitsATerminal)
+{
+    std::istringstream lines(run({ORKA_BUILD_TREE "/" + program(), "--help"}).out);
+    size_t seen = 0;
+    for (std::string line; std::getline(lines, line); seen++) {
+        const size_t text = line.find_first_not_of(' ');
+        EXPECT_TRUE(line.size() <= 80 || line.find(' ', text) == line.npos) << line;
+    }
+    EXPECT_GE(seen, 10u);
+}
+
 TEST_P(Manual, BashOffersOptions)
 {
     EXPECT_EQ(offered(program(), "--hel"), "--help\n");
@@ -109,6 +123,28 @@ TEST(BoardManual, ThePageHasASectionForEachCommand)
     const std::string text = page_of("orka-board");
     for (const char *const words : {"   run\n", "   serve\n", "   screenshot\n", "   status\n", "--plane"})
         EXPECT_THAT(text, HasSubstr(words));
+}
+
+using orka::manual::folded;
+
+TEST(FoldedText, BreaksAtTheLastBlankThatFits)
+{
+    EXPECT_EQ(folded("one two three four", 8), "one two\nthree\nfour");
+    EXPECT_EQ(folded("one two three four", 7), "one two\nthree\nfour");
+    EXPECT_EQ(folded("one two three four", 6), "one\ntwo\nthree\nfour");
+    EXPECT_EQ(folded("one two three four", 18), "one two three four");
+}
+
+TEST(FoldedText, KeepsItsLinesAndTheirIndents)
+{
+    EXPECT_EQ(folded("a\n\n  bb cc dd\n", 7), "a\n\n  bb cc\n  dd\n");
+    EXPECT_EQ(folded("", 7), "");
+}
+
+TEST(FoldedText, LeavesAWordWholeThatDoesNotFit)
+{
+    EXPECT_EQ(folded("  abcdefgh ij kl", 5), "  abcdefgh\n  ij\n  kl");
+    EXPECT_EQ(folded("abcdefgh", 5), "abcdefgh");
 }
 
 TEST(Overview, IsAPageThatNamesEveryProgram)
