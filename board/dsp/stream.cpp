@@ -85,7 +85,8 @@ bool Stream::open_for(Bytes packet)
     if (context_ && proven_)
         return true;
     const AVCodecID codec = choose_(header_, packet);
-    if (context_ && (codec == AV_CODEC_ID_NONE || codec == context_->codec_id))
+    /* A decoder of MPEG-1 and MPEG-2 changes its context's codec to what it finds; its own stays. */
+    if (context_ && (codec == AV_CODEC_ID_NONE || codec == context_->codec->id))
         return true;
     return codec == AV_CODEC_ID_NONE ? fail("neither header nor packet shows what codec this is")
                                      : open(codec);
