@@ -3,6 +3,7 @@
 #define ORKA_PLAY_CATALOGUE_H
 
 #include <string>
+#include <vector>
 
 #include "common/ffmpeg.h"
 #include "orka_idecode.h"
@@ -16,6 +17,9 @@ orka_video_type_t video_type(const AVCodecParameters &stream, std::string &why);
 /* What the decoders are set up with, for a stream of that type. They throw Failure. */
 orka_idecode_audio_params_t audio_params(const AVCodecParameters &stream, orka_audio_type_t type);
 orka_idecode_video_params_t video_params(const AVCodecParameters &stream, orka_video_type_t type);
+
+/* What the decoder is told before the first packet: the codec's extradata, and what the container alone says. */
+std::vector<uint8_t> codec_header(const AVCodecParameters &stream);
 
 /* The image for a pair, either of which may be NONE; empty where the selection table serves none. */
 std::string select_image(orka_video_type_t video, orka_audio_type_t audio);

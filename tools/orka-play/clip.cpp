@@ -150,9 +150,10 @@ double Clip::announced_seconds() const
         return 0;
     if (!video_ || video_->duration <= 0)
         return seconds_;
-    /* Of a file that is too short libavformat scales an AVI's length down, but not its count of pictures. */
+    /* Of a file that is too short libavformat scales an AVI's length down, but not its count of pictures:
+       one for each tick, empty ones among them. */
     if (context_->iformat->name == std::string_view("avi") && video_->nb_frames > 0)
-        return static_cast<double>(video_->nb_frames) / av_q2d(frame_rate());
+        return static_cast<double>(video_->nb_frames) * av_q2d(video_->time_base);
     return static_cast<double>(video_->duration) * av_q2d(video_->time_base);
 }
 

@@ -26,8 +26,15 @@ void Edits::note(const AVPacket &packet, uint32_t tsms)
     marks_.push_back(mark);
 }
 
-bool Edits::drops_picture(uint32_t tsms)
+uint32_t Edits::duration(const AVPacket &packet, uint32_t duration)
 {
+    return (packet.flags & AV_PKT_FLAG_DISCARD) != 0 ? 0 : duration;
+}
+
+bool Edits::drops_picture(uint32_t tsms, uint32_t duration)
+{
+    if (duration != 0)
+        return false;
     std::lock_guard lock(mutex_);
     const auto mark =
         std::find_if(marks_.begin(), marks_.end(), [tsms](const Mark &m) { return m.tsms == tsms; });

@@ -20,8 +20,15 @@ class Edits {
   public:
     void note(const AVPacket &packet, uint32_t tsms);
 
-    /* Whether the picture is to be left out. */
-    bool drops_picture(uint32_t tsms);
+    /*
+     * How long a packet's picture is shown, in ms: one that is to be left out goes in with 0, which tells it
+     * from others of its time stamp. All that lies before the clip's start has 0, and some of it may never
+     * come out.
+     */
+    static uint32_t duration(const AVPacket &packet, uint32_t duration);
+
+    /* Whether the picture, of that duration, is to be left out. */
+    bool drops_picture(uint32_t tsms, uint32_t duration);
 
     /* Which of the frame's samples (of one channel) remain. */
     struct Range {

@@ -31,6 +31,13 @@ std::string damage_text(uint32_t damaged, uint32_t all, const char *what)
            " are damaged: the clip's data is corrupt";
 }
 
+std::string too_large_text(uint32_t packets, const char *decoder, uint32_t capacity)
+{
+    return std::to_string(packets) + (packets == 1 ? " packet is" : " packets are") + " larger than the " +
+           decoder + " decoder's frames of " + std::to_string(capacity) +
+           " bytes and left out: encode the clip at a lower bit rate";
+}
+
 } // namespace
 
 Player::Player(Clip &clip, const Options &options, const std::atomic<bool> &stop)
@@ -95,7 +102,8 @@ std::unique_ptr<Player::Stream> Player::make_stream(const AVStream &source, cons
     auto stream = std::make_unique<Stream>();
     const AVCodecParameters &codec = *source.codecpar;
     stream->index = source.index;
-    stream->header.assign(codec.extradata, codec.extradata + codec.extradata_size);
+    stream->header = codec_header(codec);
+    stream->begins_silent = codec.codec_id == AV_CODEC_ID_VORBIS;
     stream->queue_limit = params.bufcount;
     stream->decoder = std::make_unique<Decoder>(image, params);
     return stream;
@@ -213,9 +221,10 @@ void Player::feed(Stream &stream)
             .kind = kind,
             .flags = data.flags & AV_PKT_FLAG_KEY ? uint32_t{frame_key} : 0,
             .tsms = packet.tsms,
-            .duration = packet.duration,
+            .duration = Edits::duration(data, packet.duration),
         };
-        stream.edits.note(data, words.tsms);
+        if (stream.frames_in > 0 || !stream.begins_silent)
+            stream.edits.note(data, words.tsms);
         if (!put(stream, words, {data.data, static_cast<size_t>(data.size)}))
             return;
         if (words.tsms != no_time)
@@ -227,19 +236,31 @@ void Player::feed(Stream &stream)
 }
 
 /* False when the player ends before the decoder has room. */
-bool Player::put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data)
+bool Player::obtain(Stream &stream, orka_idecode_frame_t &frame)
 {
-    orka_idecode_frame_t frame;
+    if (stream.unused) {
+        frame = *std::exchange(stream.unused, std::nullopt);
+        return true;
+    }
     do {
         if (ending())
             return false;
     } while (!stream.decoder->new_frame(frame, patience_ms));
+    return true;
+}
 
-    if (data.size() > frame.capacity)
-        throw Failure("a packet of " + std::to_string(data.size()) + " bytes at " +
-                      std::to_string(words.tsms) + " ms is larger than the " + stream.decoder->name() +
-                      " decoder's frames of " + std::to_string(frame.capacity) +
-                      " bytes: encode the clip at a lower bit rate");
+/* A packet that no frame holds is left out: in a damaged clip it is what a wrong length made of one. */
+bool Player::put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data)
+{
+    orka_idecode_frame_t frame;
+    if (!obtain(stream, frame))
+        return false;
+    if (data.size() > frame.capacity) {
+        stream.unused = frame;
+        stream.left_out++;
+        stream.frame_capacity = frame.capacity;
+        return true;
+    }
     frame.kind = words.kind;
     frame.flags = words.flags;
     frame.tsms = words.tsms;
@@ -317,7 +338,7 @@ void Player::hold(uint32_t tsms)
 
 void Player::deliver_picture(const orka_idecode_frame_t &frame)
 {
-    if (video_->edits.drops_picture(frame.tsms))
+    if (video_->edits.drops_picture(frame.tsms, frame.duration))
         return;
     if (hashes_)
         hashes_->add(frame);
@@ -462,6 +483,9 @@ void Player::report_faults() const
         const char *what = stream == video_.get() ? "pictures" : "sound frames";
         if (stream->frames_out == 0)
             faults.push_back(std::string("no ") + what + " could be decoded");
+        if (stream->left_out > 0)
+            faults.push_back(too_large_text(stream->left_out, stream == video_.get() ? "video" : "audio",
+                                            stream->frame_capacity));
         if (stream->damaged > 0)
             faults.push_back(damage_text(stream->damaged, stream->frames_out, what));
     }

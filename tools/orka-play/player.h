@@ -47,13 +47,17 @@ class Player {
         int index;                   /* in the clip */
         std::vector<uint8_t> header; /* the codec's extradata */
         std::unique_ptr<Decoder> decoder;
+        bool begins_silent;   /* no sound comes of its first packet, which an edit would be meant for */
         uint32_t queue_limit; /* frames */
+        std::optional<orka_idecode_frame_t> unused; /* an empty frame that was obtained, and nothing fitted */
         PacketQueue packets;
         Edits edits;
         void (Player::*deliver)(const orka_idecode_frame_t &frame);
         std::atomic<uint32_t> frames_in = 0;
         std::atomic<uint32_t> frames_out = 0;
         std::atomic<uint32_t> damaged = 0;
+        uint32_t left_out = 0;              /* packets that no frame of the decoder holds */
+        uint32_t frame_capacity = 0;        /* bytes, where some were left out */
         std::atomic<uint32_t> position = 0; /* ms */
         std::atomic<uint32_t> fed_to = 0;   /* ms, the latest time stamp that went in */
         std::atomic<bool> starved = false;  /* the feeder waits for the reader */
@@ -80,6 +84,7 @@ class Player {
     void read();
     static ClipPacket next_packet(Stream &stream);
     void feed(Stream &stream);
+    bool obtain(Stream &stream, orka_idecode_frame_t &frame);
     bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);
     Patience patience_with(const Stream &stream) const;
     static std::chrono::milliseconds lead_of(const Stream &stream);

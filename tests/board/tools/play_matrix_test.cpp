@@ -36,6 +36,8 @@ TEST_P(Pictures, AreThoseThatFfmpegDecodes)
 
 const std::string picture = picture_source();
 const std::string sound = sound_source(44100);
+const std::string noise =
+    "-f lavfi -i nullsrc=size=1280x720:rate=25:duration=0.4,geq=random(1)*255:random(2)*255:random(3)*255 ";
 
 const Case pictures[] = {
     {"Mpeg4SimpleProfile", "mpeg4.avi", picture + sound + "-c:v mpeg4 -bf 0 -c:a libmp3lame"},
@@ -54,6 +56,8 @@ const Case pictures[] = {
     {"H264InTransportStream", "h264.ts", picture + sound + "-c:v libx264 -bf 2 -threads 1 -c:a aac"},
     {"H264Of1080Lines", "h264_1080.mp4",
      picture_source("1920x1080", 0.4) + "-c:v libx264 -preset ultrafast -threads 1"},
+    {"H264WithLargeKeyFrames", "h264_large.mp4", noise + "-c:v libx264 -preset ultrafast -qp 26 -threads 1"},
+    {"Mpeg4NamedByItsContainerAlone", "mpeg4_named.avi", picture + "-c:v mpeg4 -q:v 2 -vtag XVID"},
     {"Mpeg1", "mpeg1.mpg", picture + "-c:v mpeg1video"},
     {"Mpeg2Interlaced", "mpeg2.ts", picture_source("720x576") + "-c:v mpeg2video -flags +ilme+ildct -b:v 4M"},
     {"Mpeg2WithBFrames", "mpeg2_b.mpg", picture + "-c:v mpeg2video -bf 2 -f vob"},
@@ -91,6 +95,7 @@ const Case sounds[] = {
     {"AacBesideH264InMatroska", "h264_high.mkv",
      picture + sound + "-c:v libx264 -profile:v high -bf 3 -threads 1 -c:a aac"},
     {"VorbisInOgg", "a.ogg", sound + "-c:a libvorbis -ac 2"},
+    {"VorbisInMp4", "vorbis.mp4", sound + "-c:a libvorbis"},
     {"WmaV1", "v1.wma", sound + "-c:a wmav1 -ac 2"},
     {"WmaV2", "v2.wma", sound + "-c:a wmav2"},
     {"WmaBesideWmv8", "wmv2.wmv", picture + sound + "-c:v wmv2 -c:a wmav2"},
@@ -108,6 +113,48 @@ const Case sounds[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, Sound, testing::ValuesIn(sounds), case_name);
+
+/* Cut and joined. */
+
+std::string copied(const std::string &name, const std::string &before, const std::string &file)
+{
+    return clip(name, before + "-i " + file + " -c copy");
+}
+
+/* From a picture between two key frames: those before it are decoded, and not shown. */
+TEST(Cut, Mp4BeginsWithThePictureOfItsEditList)
+{
+    const std::string whole = clip("b_frames.mp4", picture_source("352x288", 3) + "-c:v mpeg4 -bf 2 -g 25");
+    for (const std::string start : {"0.37", "0.6", "1.14", "1.93"}) {
+        const std::string file = copied("cut.mp4", "-ss " + start + " ", whole);
+        const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+        ASSERT_GE(expected.size(), 25u);
+        EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected) << start;
+    }
+}
+
+TEST(Joined, Mpeg1AndMpeg2InOneStreamAreBothDecoded)
+{
+    const std::string first = contents(clip("first.m1v", picture + "-c:v mpeg1video"));
+    const std::string second = contents(clip("second.m2v", picture + "-c:v mpeg2video"));
+    for (const std::string &data : {first + second, second + first}) {
+        const std::string file = scratch("joined.m2v");
+        write_file(file, data);
+        const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+        ASSERT_GE(expected.size(), 49u);
+        EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+    }
+}
+
+/* A stream of no rate ticks in an AVI at twice its pictures'. */
+TEST(Joined, AnAviWithATickForEachFieldIsWhole)
+{
+    const std::string stream = clip("stream.h264", picture + "-c:v libx264 -threads 1");
+    const std::string file = copied("ticks.avi", "", stream);
+    const Ending ending = play({file});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.err, "");
+}
 
 /* Lines. */
 
