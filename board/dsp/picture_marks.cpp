@@ -65,10 +65,10 @@ double middle_of(const Luma &luma, const marks::Area &area)
 {
     constexpr double margin = 0.28;
     const auto first = [](double start, double size, uint32_t side) {
-        return std::min(static_cast<uint32_t>((start + size * margin) * side + 0.5), side - 1);
+        return std::min(static_cast<uint32_t>(std::lround((start + size * margin) * side)), side - 1);
     };
     const auto end = [](double start, double size, uint32_t side, uint32_t from) {
-        const auto to = static_cast<uint32_t>((start + size * (1 - margin)) * side + 0.5);
+        const auto to = static_cast<uint32_t>(std::lround((start + size * (1 - margin)) * side));
         return std::clamp(to, from + 1, side);
     };
     const uint32_t left = first(area.left, area.width, luma.width);

@@ -31,7 +31,8 @@ void draw_scaled(const UyvyPicture &picture, Rectangle from, RgbPicture &target,
     const av::Scaler scaler = make_scaler(from, to);
     const uint32_t stride = (to.width + pixels_at_a_time) / pixels_at_a_time * pixels_at_a_time * 3;
     std::vector<uint8_t> aside(size_t{stride} * (to.height + 1));
-    const uint8_t *const source[4] = {picture.pixels.data() + size_t{picture.stride} * from.y + from.x * 2};
+    const uint8_t *const source[4] = {picture.pixels.data() + size_t{picture.stride} * from.y +
+                                      size_t{from.x} * 2};
     const int source_stride[4] = {static_cast<int>(picture.stride)};
     uint8_t *const out[4] = {aside.data()};
     const int out_stride[4] = {static_cast<int>(stride)};

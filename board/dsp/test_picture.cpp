@@ -142,7 +142,7 @@ void TestPicture::draw_dial(Canvas &canvas, uint64_t number) const
 void TestPicture::draw_box(Canvas &canvas, uint64_t number) const
 {
     const uint32_t way = (standard_.width - box_width) / box_step;
-    const auto phase = static_cast<uint32_t>(number % (2 * way));
+    const auto phase = static_cast<uint32_t>(number % (uint64_t{2} * way));
     const uint32_t x = (phase < way ? phase : 2 * way - phase) * box_step;
     const uint32_t top = line(ramp_top) + 8;
     const uint32_t height = line(text_top) - line(ramp_top) - 16;

@@ -356,7 +356,7 @@ std::unique_ptr<VideoEncoder> VideoEncoder::create(const orka_iencode_video_para
 {
     const VideoCodec *const codec = find_codec(params);
     why = codec == nullptr ? why_unknown(params.codec) : objection(*codec, params);
-    if (!why.empty())
+    if (codec == nullptr || !why.empty())
         return nullptr;
     auto encoder = std::make_unique<AvVideoEncoder>(*codec, params);
     if (encoder->open())

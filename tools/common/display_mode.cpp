@@ -22,7 +22,7 @@ std::string all_modes()
         throw std::bad_alloc();
     orka_idisplay_print_modes(stream, nullptr, "\n", "\n");
     fclose(stream);
-    const std::string all(text);
+    std::string all(text);
     free(text);
     return all;
 }
@@ -40,8 +40,9 @@ ModeName::ModeName(const std::string &text)
     std::istringstream lines(all_modes());
     std::string names;
     for (std::string device, mode, rest; lines >> device >> mode && std::getline(lines, rest);) {
-        names += " " + device + "/" + mode;
-        if (equal(text, device + "/" + mode)) {
+        const std::string name = std::string(device).append("/").append(mode);
+        names.append(" ").append(name);
+        if (equal(text, name)) {
             device_ = device;
             mode_ = mode;
         } else if (equal(text, device)) {

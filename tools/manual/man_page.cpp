@@ -120,7 +120,7 @@ void write_synopsis(std::ostream &out, const CLI::App &app)
 
 void write_man_page(std::ostream &out, const CLI::App &app, std::string_view version)
 {
-    const std::string name = app.get_name();
+    const std::string &name = app.get_name();
 
     out << ".TH " << escaped(upper(name)) << " 1 \"\" \"Orka " << version << "\" \"User commands\"\n"
         << ".SH NAME\n"

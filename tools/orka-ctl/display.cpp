@@ -43,6 +43,7 @@ void toggle(const std::vector<std::string> &modes)
 {
     std::vector<ModeName> names(modes.begin(), modes.end());
     std::vector<orka_display_request_t> requests;
+    requests.reserve(names.size());
     for (const ModeName &name : names)
         requests.push_back(name.request({}));
     check(orka_idisplay_toggle_init(requests.data(), static_cast<int>(requests.size())), "the outputs");

@@ -89,7 +89,7 @@ Lines images(const char *what, Select select)
     }
     Lines items;
     for (const auto &[image, list] : pairs)
-        items.push_back(image + " " + what + list);
+        items.push_back(std::string(image).append(" ").append(what).append(list));
     return items;
 }
 

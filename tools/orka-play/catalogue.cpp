@@ -166,14 +166,16 @@ orka_idecode_video_params_t video_params(const AVCodecParameters &stream, orka_v
                               static_cast<uint32_t>(stream.height)) != ORKA_STATUS_SUCCESS ||
         orka_idecode_get_video_params(&params, &desc) != ORKA_STATUS_SUCCESS)
         throw Failure(no_image_has(stream));
-    /* Key frames of large pictures are larger than the usual frame: half the queue leaves room for the next. */
+    /* Key frames of large pictures are larger than the usual frame: half the queue leaves room for the next.
+     */
     params.maxframe = std::max(params.maxframe, params.bufsize / 2);
     return params;
 }
 
 namespace {
 
-/* Of encoders whose streams need not name them: libavcodec tells them by the container's name for the codec. */
+/* Of encoders whose streams need not name them: libavcodec tells them by the container's name for the codec.
+ */
 bool is_named_by_container_alone(const AVCodecParameters &stream)
 {
     constexpr uint32_t tags[] = {MKTAG('X', 'V', 'I', 'D'), MKTAG('X', 'V', 'I', 'X'),
@@ -181,8 +183,10 @@ bool is_named_by_container_alone(const AVCodecParameters &stream)
                                  MKTAG('S', 'I', 'P', 'P')};
     constexpr uint8_t user_data[] = {0, 0, 1, 0xB2};
     const std::span header(stream.extradata, static_cast<size_t>(stream.extradata_size));
-    return stream.codec_id == AV_CODEC_ID_MPEG4 && std::ranges::find(tags, stream.codec_tag) != std::end(tags) &&
-           std::ranges::search(header, user_data).empty();
+    return stream.codec_id == AV_CODEC_ID_MPEG4 &&
+           std::ranges::find(tags, stream.codec_tag) != std::end(tags) &&
+           std::search(header.begin(), header.end(), std::begin(user_data), std::end(user_data)) ==
+               header.end();
 }
 
 } // namespace
