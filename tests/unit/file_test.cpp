@@ -473,8 +473,8 @@ TEST_F(File, ARecordSaysThatItIsClosedBeforeItIsFreed)
     const Ending ending = end_of([](Kernel &scripted) {
         scripted.watch_block(sizeof(int));
         orka_file_register_onexit_close_fd(bad_fd);
-        const Call &registered = scripted.calls(Fn::on_exit).at(0);
-        reinterpret_cast<void (*)(int, void *)>(registered.address)(0, scripted.watched_block());
+        const uintptr_t handler = scripted.calls(Fn::on_exit).at(0).address;
+        reinterpret_cast<void (*)(int, void *)>(handler)(0, scripted.watched_block());
         for (const uint8_t byte : scripted.freed_bytes())
             printf("%02x", byte);
         fflush(stdout);
