@@ -31,6 +31,13 @@ std::string damage_text(uint32_t damaged, uint32_t all, const char *what)
            " are damaged: the clip's data is corrupt";
 }
 
+/* Of a clip that was cut out of another, or recorded from a broadcast. */
+std::string leading_text(uint32_t leading, const char *what)
+{
+    return "of its first " + std::string(what) + " " + std::to_string(leading) +
+           (leading == 1 ? " needs" : " need") + " what lies before the clip's beginning";
+}
+
 std::string too_large_text(uint32_t packets, const char *decoder, uint32_t capacity)
 {
     return std::to_string(packets) + (packets == 1 ? " packet is" : " packets are") + " larger than the " +
@@ -286,6 +293,15 @@ std::chrono::milliseconds Player::lead_of(const Stream &stream)
     return std::chrono::milliseconds(fed_to - std::min(fed_to, stream.position.load()));
 }
 
+/* Its last frame, which holds nothing, tells of damage after all others. */
+void Player::count_damage(Stream &stream, const orka_idecode_frame_t &frame)
+{
+    if ((frame.flags & frame_damaged) == 0)
+        stream.whole += frame.kind != ORKA_FRAME_TYPE_LAST;
+    else
+        (stream.whole > 0 ? stream.damaged : stream.leading)++;
+}
+
 /*
  * Silence is the decoder's own where it has been fed all that there is, or takes no more. With a clock that
  * is real a picture may be shown for long: until the next one, which is no later than what was fed last.
@@ -304,13 +320,15 @@ void Player::take(Stream &stream)
             continue;
         }
         last = frame.kind == ORKA_FRAME_TYPE_LAST;
-        stream.damaged += (frame.flags & frame_damaged) != 0;
+        bool kept = last;
         if (!last) {
             hold(frame.tsms);
-            (this->*stream.deliver)(frame);
+            kept = (this->*stream.deliver)(frame);
             stream.frames_out++;
             stream.position = frame.tsms;
         }
+        if (kept)
+            count_damage(stream, frame);
         stream.decoder->release(frame);
         patience.renew();
     }
@@ -336,17 +354,18 @@ void Player::hold(uint32_t tsms)
         std::this_thread::sleep_until(std::min(due, Clock::now() + patience));
 }
 
-void Player::deliver_picture(const orka_idecode_frame_t &frame)
+bool Player::deliver_picture(const orka_idecode_frame_t &frame)
 {
     if (video_->edits.drops_picture(frame.tsms, frame.duration))
-        return;
+        return false;
     if (hashes_)
         hashes_->add(frame);
     if (snapshot_)
         snapshot_->offer(frame);
+    return true;
 }
 
-void Player::deliver_sound(const orka_idecode_frame_t &frame)
+bool Player::deliver_sound(const orka_idecode_frame_t &frame)
 {
     const uint32_t sample_size = frame.height * static_cast<uint32_t>(sizeof(int16_t));
     if (sample_size == 0 || frame.width == 0)
@@ -355,6 +374,7 @@ void Player::deliver_sound(const orka_idecode_frame_t &frame)
     if (pcm_)
         pcm_->write({frame_data(frame) + size_t{kept.first} * sample_size, size_t{kept.count} * sample_size});
     audio_seconds_ += static_cast<double>(kept.count) / frame.width;
+    return kept.count > 0;
 }
 
 /* Threads. */
@@ -486,8 +506,11 @@ void Player::report_faults() const
         if (stream->left_out > 0)
             faults.push_back(too_large_text(stream->left_out, stream == video_.get() ? "video" : "audio",
                                             stream->frame_capacity));
-        if (stream->damaged > 0)
-            faults.push_back(damage_text(stream->damaged, stream->frames_out, what));
+        const bool begins_inside = stream->leading > 0 && stream->whole > 0;
+        if (begins_inside)
+            notice(clip_.path() + ": " + leading_text(stream->leading, what));
+        if (const uint32_t damaged = stream->damaged + (begins_inside ? 0 : stream->leading); damaged > 0)
+            faults.push_back(damage_text(damaged, stream->frames_out, what));
     }
     std::string text;
     for (const std::string &fault : faults)

@@ -52,10 +52,12 @@ class Player {
         std::optional<orka_idecode_frame_t> unused; /* an empty frame that was obtained, and nothing fitted */
         PacketQueue packets;
         Edits edits;
-        void (Player::*deliver)(const orka_idecode_frame_t &frame);
+        bool (Player::*deliver)(const orka_idecode_frame_t &frame); /* false: an edit leaves it out */
         std::atomic<uint32_t> frames_in = 0;
         std::atomic<uint32_t> frames_out = 0;
-        std::atomic<uint32_t> damaged = 0;
+        uint32_t whole = 0;                 /* frames */
+        uint32_t leading = 0;               /* damaged ones before the first whole one */
+        uint32_t damaged = 0;               /* after it */
         uint32_t left_out = 0;              /* packets that no frame of the decoder holds */
         uint32_t frame_capacity = 0;        /* bytes, where some were left out */
         std::atomic<uint32_t> position = 0; /* ms */
@@ -84,6 +86,7 @@ class Player {
     void read();
     static ClipPacket next_packet(Stream &stream);
     void feed(Stream &stream);
+    static void count_damage(Stream &stream, const orka_idecode_frame_t &frame);
     bool obtain(Stream &stream, orka_idecode_frame_t &frame);
     bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);
     Patience patience_with(const Stream &stream) const;
@@ -91,8 +94,8 @@ class Player {
     void take(Stream &stream);
     void wait_finished(const Stream &stream) const;
     void hold(uint32_t tsms);
-    void deliver_picture(const orka_idecode_frame_t &frame);
-    void deliver_sound(const orka_idecode_frame_t &frame);
+    bool deliver_picture(const orka_idecode_frame_t &frame);
+    bool deliver_sound(const orka_idecode_frame_t &frame);
 
     std::thread guarded(std::function<void()> work);
     void start_threads();

@@ -133,6 +133,27 @@ TEST(Cut, Mp4BeginsWithThePictureOfItsEditList)
     }
 }
 
+/* As a broadcast is recorded: the first pictures refer to some that are not there. */
+TEST(Cut, ATransportStreamFromItsMidstOnIsPlayed)
+{
+    constexpr size_t ts_packet = 188;
+    const std::string whole =
+        contents(clip("open.ts", picture_source("352x288", 3) +
+                                     "-c:v libx264 -threads 1 -x264-params keyint=24:open-gop=1:bframes=3"));
+    const std::string file = scratch("midst.ts");
+    write_file(file, whole.substr(whole.size() / 3 / ts_packet * ts_packet));
+    const std::string framemd5 = scratch("framemd5");
+    const Ending ending = play({"--framemd5", framemd5, file});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_NE(ending.err.find("orka-play: " + file +
+                              ": of its first pictures 1 needs what lies before the clip's beginning\n"),
+              std::string::npos)
+        << ending.err;
+    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+    ASSERT_GE(expected.size(), 25u);
+    EXPECT_EQ(sizes_and_hashes(contents(framemd5)), expected);
+}
+
 TEST(Joined, Mpeg1AndMpeg2InOneStreamAreBothDecoded)
 {
     const std::string first = contents(clip("first.m1v", picture + "-c:v mpeg1video"));
