@@ -2,8 +2,8 @@
  * Between this framework and the kor host media system: codec numbers and descriptors translated both ways,
  * the mark that media memory is to be reset, and system-wide locks on the DSP's sides.
  *
- * "dm320" stands for this framework's own numbering. Nothing here is ever reported on a stream. The
- * translations may be called from any thread; pointers must not be NULL.
+ * "dm320" stands for this framework's own numbering. Nothing but a failed reset of media memory is ever
+ * reported. The translations may be called from any thread; pointers must not be NULL.
  *
  * Link libcodecmap.so, which brings liborka.so and the platform's semaphores.
  */
@@ -21,20 +21,20 @@ extern "C" {
 
 /* An audio stream as the host describes it. */
 typedef struct kor_audio_desc {
-    int32_t codec;        /* the host's number */
-    uint32_t channels;    /* how many */
-    uint32_t sample_rate; /* Hz */
-    uint32_t bitrate;     /* kbit/s */
-    uint32_t param1;      /* extra1 of orka_audio_desc_t */
-    uint32_t param2;      /* extra2 */
+    int32_t codec;        /* 0: the host's number */
+    uint32_t channels;    /* 4: how many */
+    uint32_t sample_rate; /* 8: Hz */
+    uint32_t bitrate;     /* 12: kbit/s; GSMAMR: bit/s */
+    uint32_t param1;      /* 16: extra1 of orka_audio_desc_t */
+    uint32_t param2;      /* 20: extra2 */
 } kor_audio_desc_t;
 
 /* A video stream as the host describes it. */
 typedef struct kor_video_desc {
-    int32_t codec;   /* the host's number */
-    uint32_t width;  /* pixels */
-    uint32_t height; /* pixels */
-    uint32_t param;  /* 0 to 255: the first byte of aux of orka_video_desc_t */
+    int32_t codec;   /* 0: the host's number */
+    uint32_t width;  /* 4: pixels */
+    uint32_t height; /* 8: pixels */
+    uint32_t param;  /* 12: 0 to 255, the first byte of aux of orka_video_desc_t */
 } kor_video_desc_t;
 
 /* The other side's number of a codec; -1 where it has none, and for -1. */
@@ -67,8 +67,8 @@ int32_t media_mem_is_dirty(void); /* 1 or 0 */
  * belong to nobody: whoever unlocks frees a lock, two unlocks are as one, and a process that dies keeps what
  * it had locked until somebody unlocks it.
  *
- * Locking gives 0, or what the platform's semaphores gave: the ones built with this library do not wait, and
- * fail at once where somebody else has the lock. Unlocking gives the platform's result, 0 where it succeeded.
+ * Locking gives 0, or what the platform's semaphores gave: those of libpavosem.so do not wait, and fail at
+ * once where somebody else has the lock. Unlocking gives the platform's result, 0 where it succeeded.
  */
 int dm320_a_lock(void);
 int dm320_a_unlock(void);
@@ -81,7 +81,7 @@ int dm320_i_unlock(void);
 int dm320_av_lock(void);
 int dm320_av_unlock(void);
 
-/* 0 when both could be locked, which were unlocked again; -1 when somebody has one. */
+/* 0 when both could be locked, which were unlocked again; -1 when somebody has one, or one cannot be had. */
 int dm320_is_av_locked(void);
 
 #pragma GCC visibility pop

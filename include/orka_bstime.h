@@ -48,8 +48,10 @@ orka_status_t orka_bstime_new_entry(orka_bstime_t *handle, const orka_iencode_fr
 int32_t orka_bstime_bytes_used(orka_bstime_t *handle, uint32_t count);
 
 /*
- * The time of the byte that has been reached; 0 when there is none. For a bad handle its status, which as an
- * unsigned number is one of the last before 4294967296. Asking again without draining gives the same time.
+ * The time, in ms, of the byte that has been reached. A frame that is drained to its last byte still answers
+ * once; asked again, the answer is 0, as it is in a map that is new or reset. In a map that was asked to
+ * drain more than it held it may be the time of an earlier frame. For a bad handle its status, which as an
+ * unsigned number is one of the last before 4294967296.
  */
 uint32_t orka_bstime_get_bistream_time(orka_bstime_t *handle);
 

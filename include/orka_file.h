@@ -3,7 +3,8 @@
  *
  * A descriptor of 0 is never handed out: where the system gives 0, it is duplicated to a higher number and
  * closed, so that a result above 0 is a descriptor and nothing else is. All functions may be called from any
- * thread. Failures are reported with an ERROR line unless said otherwise.
+ * thread. Failures are reported with an ERROR line unless said otherwise. NULL for a path or for a buffer is
+ * a failure like any other.
  */
 #ifndef ORKA_FILE_H
 #define ORKA_FILE_H
@@ -20,7 +21,8 @@ extern "C" {
 
 /*
  * Waits until a descriptor is ready for one of `events` (POLLIN, POLLOUT ... of <poll.h>), for at most
- * `timeout` milliseconds: negative waits without limit, 0 only looks. What it is ready for goes to *revents,
+ * `timeout` milliseconds: negative waits without limit, 0 only looks. A negative descriptor is never ready.
+ * What it is ready for goes to *revents,
  * or 0; `revents` may be NULL. Returns ORKA_STATUS_SUCCESS when ready, also by an error or a hang-up,
  * ORKA_STATUS_TIMEOUT when not, ORKA_STATUS_INTR when a signal came first (nothing is reported then), or
  * ORKA_STATUS_ERROR.

@@ -99,7 +99,8 @@ const char *orka_icapture_passthru_string(int mode);
 /*
  * Opens a handle: asks where the frame buffers lie and how large a frame is, maps them, and tells of it on
  * standard output. NULL on failure; a mapping that the system refuses ends the process. The driver must give
- * an address: 0 aborts. The handle belongs to the caller until orka_icapture_close.
+ * an address: 0 aborts. The handle belongs to the caller until orka_icapture_close. A lack of memory for it
+ * is the one failure that is not reported.
  */
 orka_capture_handle_t *orka_icapture_init(void);
 

@@ -13,7 +13,8 @@
  * - ORKA_STATUS_IO when the driver's node cannot be opened, and from frame calls when the driver refuses;
  * - ORKA_STATUS_ERROR when the driver refuses;
  * - ORKA_STATUS_NULL_POINTER, if it takes a queue, for a NULL argument;
- * - ORKA_STATUS_INITIALIZATION, if it takes a queue, for what is not an open queue;
+ * - ORKA_STATUS_INITIALIZATION, if it takes a queue, for what is not an open queue; frame calls give
+ *   ORKA_STATUS_IO for an open queue that is not a decoder's;
  *
  * and reports every failure on standard error. A NULL for an argument marked "asserted" aborts the process,
  * in every build. All functions may be called from any thread.
@@ -87,14 +88,14 @@ typedef struct orka_idecode_gain {
  *     program:    |--- buffers ---|
  */
 typedef struct orka_idecode_queue {
-    uint32_t magic;   /* an ORKA_IDECODE_..._QUEUE */
-    uint32_t version; /* 1 while the queue is open */
-    int32_t channel;  /* the decoder's */
-    int32_t stream;   /* 0 for audio */
-    uint32_t queueid; /* as it was opened */
-    uint32_t length;  /* bytes */
-    uint32_t pbase;   /* physical */
-    uint32_t vbase;   /* virtual */
+    uint32_t magic;   /* 0: an ORKA_IDECODE_..._QUEUE */
+    uint32_t version; /* 4: 1 while the queue is open */
+    int32_t channel;  /* 8: the decoder's */
+    int32_t stream;   /* 12: 0 for audio */
+    uint32_t queueid; /* 16: as it was opened */
+    uint32_t length;  /* 20: bytes */
+    uint32_t pbase;   /* 24: physical */
+    uint32_t vbase;   /* 28: virtual */
 } orka_idecode_queue_t;
 
 /* What a queue is of: its magic. */
@@ -128,7 +129,8 @@ typedef struct orka_idecode_frame {
  * - ORKA_STATUS_OUT_OF_RANGE for a rate that the codec does not have;
  * - ORKA_STATUS_INVALID_PARAMETER for a type that no decoder takes.
  *
- * A bitrate above 4000 in the descriptor is taken as bit/s, otherwise as kbit/s.
+ * A bitrate above 4000 in the descriptor is taken as bit/s, otherwise as kbit/s. The descriptor's word valid
+ * is not looked at. NONE is no failure, and has nothing but its codec number.
  */
 orka_status_t orka_idecode_get_audio_params(orka_idecode_audio_params_t *dparams,
                                             const orka_audio_desc_t *adesc);
@@ -142,8 +144,8 @@ orka_status_t orka_idecode_get_video_params(orka_idecode_video_params_t *dparams
 const char *orka_idecode_get_codec_name(orka_video_type_t vtype, orka_audio_type_t atype);
 
 /*
- * Loading a codec image by name (asserted), as orka_idecode_get_codec_name gives it. The video decoder's copy
- * of the name ends within 36 bytes: a longer name overruns it.
+ * Loading a codec image by name (asserted), as orka_idecode_get_codec_name gives it: at most 35 characters
+ * for the video decoder, whose copy of the name a longer one overruns, and 32 for the others.
  */
 orka_status_t orka_idecode_load_audio_decoder_framework(const char *fwname);
 orka_status_t orka_idecode_load_video_decoder_framework(int32_t channel, int32_t stream, const char *fwname);
@@ -187,7 +189,8 @@ orka_status_t orka_idecode_teardown_audio_decoder(int32_t channel);
 orka_status_t orka_idecode_teardown_video_decoder(int32_t channel, int32_t stream);
 orka_status_t orka_idecode_teardown_subtitle_decoder(int32_t channel);
 
-/* The two gains of the audio decoder, as they are. */
+/* The two gains of the audio decoder, as they are; the pointer is handed to the driver, which refuses NULL.
+ */
 orka_status_t orka_idecode_audio_set_gain(const orka_idecode_gain_t *gain);
 
 /*
@@ -214,7 +217,10 @@ orka_idecode_queue_t *orka_idecode_get_subtitle_queue(int32_t channel);
  */
 orka_status_t orka_idecode_release_queue(orka_idecode_queue_t *queue);
 
-/* The descriptor of a queue's driver, to poll; negative on failure. The queue must not be NULL here. */
+/*
+ * The descriptor of a queue's driver, to poll; it stays the library's, and is not to be closed. Negative on
+ * failure. The queue must not be NULL here.
+ */
 int32_t orka_idecode_get_queue_fd(const orka_idecode_queue_t *queue);
 
 /*

@@ -90,7 +90,10 @@ int32_t orka_idevice_imgenc_fd_close(void);
 /* Registers orka_idevice_close_atexit once per process. The accessors call it after every successful open. */
 void orka_idevice_register_close_atexit(void);
 
-/* The exit handler: closes every node that is open. */
+/*
+ * The exit handler: closes every node that is open. Not for programs to call: the accessor of capture would
+ * go on to return its closed descriptor.
+ */
 void orka_idevice_close_atexit(void);
 
 #pragma GCC visibility pop

@@ -71,10 +71,10 @@ void orka_idisplay_print_modes(FILE *stream, const char *prefix, const char *sep
  * A picture that has the area's width or height, and is nowhere larger, is shown as it is. Any other is
  * scaled to the area's width or height, whichever it meets first, and keeps its shape; then the width is
  * rounded down to a multiple of 32 and the height to one of 16. Where the picture is higher than the area but
- * not wider, what the scaled width has above a multiple of 16 is added to it once more before that, or taken
- * off where it is not below the area's. With the mode name "576i", in these letters, the lines are first
- * taken times 6/5, with a warning, and the picture always counts as scaled. All this is arithmetic of 32 bits
- * without sign, which wraps for pictures that no driver has.
+ * not wider, what the scaled width has above a multiple of 16 is added to it once more before that. With the
+ * mode name "576i", in these letters, the lines are first taken times 6/5, with a warning, and the picture
+ * always counts as scaled. All this is arithmetic of 32 bits without sign, which wraps for pictures that no
+ * driver has.
  *
  * out->resize tells whether the picture is scaled, src_width and src_height are what was requested, or the
  * mode's where 0 was. ORKA_STATUS_NULL_POINTER without out; the driver is not asked.

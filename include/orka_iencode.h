@@ -17,7 +17,7 @@
  * - ORKA_STATUS_ERROR when the driver refuses;
  * - ORKA_STATUS_NULL_POINTER, if it takes a queue, for a NULL argument;
  * - ORKA_STATUS_INITIALIZATION, if it takes a queue, for what is not an open queue, or not of the kind in the
- *   function's name;
+ *   function's name; the frame calls of audio give ORKA_STATUS_IO for an open queue of another kind;
  *
  * and reports every failure on standard error. A NULL for an argument marked "asserted" aborts the process,
  * in every build. All functions may be called from any thread; a queue of audio is for one thread at a time
@@ -121,15 +121,15 @@ typedef struct orka_iencode_frame {
  *     program:    |--- buffers ---|
  */
 typedef struct orka_iencode_queue {
-    uint32_t magic;                 /* an ORKA_IENCODE_..._QUEUE */
-    uint32_t version;               /* 1 while the queue is open */
-    int32_t channel;                /* the encoder's */
-    uint32_t reserved;              /* not used */
-    uint32_t queueid;               /* 0 for video and motion vectors */
-    uint32_t length;                /* bytes */
-    uint32_t pbase;                 /* physical */
-    uint32_t vbase;                 /* virtual */
-    orka_iencode_frame_t lastframe; /* last obtained with orka_iencode_get_frame */
+    uint32_t magic;                 /* 0: an ORKA_IENCODE_..._QUEUE */
+    uint32_t version;               /* 4: 1 while the queue is open */
+    int32_t channel;                /* 8: the encoder's */
+    uint32_t reserved;              /* 12: not used */
+    uint32_t queueid;               /* 16: 0 for video and motion vectors */
+    uint32_t length;                /* 20: bytes */
+    uint32_t pbase;                 /* 24: physical */
+    uint32_t vbase;                 /* 28: virtual */
+    orka_iencode_frame_t lastframe; /* 32: last obtained with orka_iencode_get_frame */
 } orka_iencode_queue_t;
 
 /* What a queue is of: its magic. */
@@ -140,7 +140,8 @@ enum {
 };
 
 /*
- * Both fill eparams (asserted) from a descriptor (asserted) and send nothing.
+ * Both fill eparams (asserted) from a descriptor (asserted) and send nothing. The descriptor's word valid is
+ * not looked at. NONE is no failure, and has nothing but its codec number.
  *
  * Audio: a bitrate above 4000 in the descriptor is taken as bit/s, otherwise as kbit/s.
  * ORKA_STATUS_OUT_OF_RANGE for a rate that the codec does not have, and for a type that the encoder does not
@@ -162,8 +163,8 @@ orka_status_t orka_iencode_get_video_params(orka_iencode_video_params_t *eparams
 const char *orka_iencode_get_codec_name(orka_video_type_t vtype, orka_audio_type_t atype);
 
 /*
- * Loading a codec image by name (asserted), as orka_iencode_get_codec_name gives it. The video encoder's copy
- * of the name ends within 36 bytes: a longer name overruns it.
+ * Loading a codec image by name (asserted), as orka_iencode_get_codec_name gives it: at most 35 characters
+ * for the video encoder, whose copy of the name a longer one overruns, and 32 for the others.
  */
 orka_status_t orka_iencode_load_audio_encoder_framework(const char *fwname);
 orka_status_t orka_iencode_load_video_encoder_framework(int32_t channel, int32_t stream, const char *fwname);
@@ -190,7 +191,10 @@ orka_status_t orka_iencode_stop_video_encoder(int32_t channel);
 orka_status_t orka_iencode_start_audio_aec(const void *record);
 orka_status_t orka_iencode_stop_audio_aec(void);
 
-/* The two capture gains of the audio encoder, as they are; the pointer is handed to the driver. */
+/*
+ * The two capture gains of the audio encoder, as they are; the pointer is handed to the driver, which refuses
+ * NULL.
+ */
 orka_status_t orka_iencode_audio_set_gain(const orka_iencode_gain_t *gain);
 
 /*

@@ -26,8 +26,8 @@ extern "C" {
 
 /* A register of a McBSP serial port. */
 typedef struct orka_imem_mcbsp_register {
-    uint16_t address; /* within the port */
-    uint16_t value;   /* what it holds */
+    uint16_t address; /* 0: within the port */
+    uint16_t value;   /* 2: what it holds */
 } orka_imem_mcbsp_register_t;
 
 /* How many registers a port has. */
@@ -35,9 +35,9 @@ enum { ORKA_IMEM_MCBSP_REGISTERS = 15 };
 
 /* The registers of one port: 64 bytes that travel to the driver and back as they are. */
 typedef struct orka_imem_mcbsp_registers {
-    uint16_t port;                                              /* 0 or 1 */
-    uint16_t reserved;                                          /* 0 */
-    orka_imem_mcbsp_register_t rows[ORKA_IMEM_MCBSP_REGISTERS]; /* one each */
+    uint16_t port;                                              /* 0: 0 or 1 */
+    uint16_t reserved;                                          /* 2: 0 */
+    orka_imem_mcbsp_register_t rows[ORKA_IMEM_MCBSP_REGISTERS]; /* 4: one each, 4 bytes apart */
 } orka_imem_mcbsp_registers_t;
 
 /* Where a block of memory comes from. */
@@ -68,27 +68,29 @@ orka_status_t orka_imem_reset(void);
 orka_status_t orka_imem_load_dsp_codec(const char *codec_name);
 
 /*
- * Maps physical memory for read and write and returns the virtual address of paddr (asserted not to be 0),
- * which need not begin a page. The caller unmaps it with the same length. NULL without the node of physical
- * memory.
+ * Maps length bytes of physical memory for read and write and returns the virtual address of paddr (asserted
+ * not to be 0), which need not begin a page. The caller unmaps it with the same length. NULL without the node
+ * of physical memory.
  */
 void *orka_imem_mmap(uint32_t paddr, uint32_t length);
 
 /*
- * Undoes orka_imem_mmap; vaddr is asserted.
+ * Undoes orka_imem_mmap; vaddr is asserted, length is in bytes.
  * ORKA_STATUS_IO without the node of physical memory, ORKA_STATUS_ERROR when the system refuses.
  */
 orka_status_t orka_imem_munmap(void *vaddr, uint32_t length);
 
 /*
  * Allocates a block of physically contiguous memory and maps it. The block belongs to the caller, until
- * orka_imem_free or orka_imem_reset; it outlives the process.
+ * orka_imem_free or orka_imem_reset; it outlives the process. size is in bytes, from 1 to 4294963199: beyond
+ * that the sum that rounds it up wraps, unchecked, and what is returned has no memory behind it.
  * NULL on any failure. A block that was allocated but could not be mapped or listed is not given back.
  */
 void *orka_imem_alloc(uint32_t size);
 
 /*
- * Writes a mapped range back to memory and waits until that is done; address must begin a page.
+ * Writes a mapped range of length bytes back to memory and waits until that is done; address must begin a
+ * page.
  * ORKA_STATUS_CRUNTIME when the system refuses.
  */
 orka_status_t orka_imem_msync(void *address, uint32_t length);
@@ -97,7 +99,8 @@ orka_status_t orka_imem_msync(void *address, uint32_t length);
  * Unmaps and frees a block; vaddr (asserted) is what orka_imem_alloc returned. Once found, the block is
  * forgotten, whatever fails then. ORKA_STATUS_INVALID_PARAMETER for any other address or a block freed
  * before, ORKA_STATUS_IO without the manager's node or when the manager refuses, ORKA_STATUS_CRUNTIME when
- * unmapping alone failed, ORKA_STATUS_INITIALIZATION when the record of the block was damaged.
+ * unmapping alone failed, ORKA_STATUS_INITIALIZATION when the record of the block was damaged. A block that
+ * orka_imem_reset took back is still mapped: freeing it unmaps it, and the manager then refuses.
  */
 orka_status_t orka_imem_free(void *vaddr);
 
@@ -119,7 +122,8 @@ void *orka_imem_get_dsp_memory_write_ptr(void);
 
 /*
  * Unmaps a pointer that orka_imem_get_dsp_memory_write_ptr returned. The read-only pointer stays valid, and
- * freeing it is a success. Otherwise the result of orka_imem_munmap, after a report where it failed.
+ * freeing it is a success. NULL is one as long as the read-only window is not mapped, and aborts from then
+ * on. Otherwise the result of orka_imem_munmap, after a report where it failed.
  */
 orka_status_t orka_imem_free_dsp_memory_ptr(void *pointer);
 

@@ -127,26 +127,26 @@ enum {
 
 /* An audio stream: eleven words. valid is 1 once orka_media_audio_desc has filled it. */
 typedef struct orka_audio_desc {
-    uint32_t valid;         /* 1 or 0 */
-    orka_audio_type_t type; /* kept even where the rest was refused */
-    uint32_t reserved;      /* 0 */
-    uint32_t channels;      /* how many */
-    uint32_t sample_rate;   /* Hz */
-    uint32_t bitrate;       /* kbit/s; GSMAMR: bit/s */
-    uint32_t extra0;        /* word 0 of five that some codecs want */
-    uint32_t extra1;        /* word 1 */
-    uint32_t extra2;        /* word 2 */
-    uint32_t extra3;        /* word 3 */
-    uint32_t extra4;        /* word 4 */
+    uint32_t valid;         /* 0: 1 or 0 */
+    orka_audio_type_t type; /* 4: kept even where the rest was refused */
+    uint32_t reserved;      /* 8: 0 */
+    uint32_t channels;      /* 12: how many */
+    uint32_t sample_rate;   /* 16: Hz */
+    uint32_t bitrate;       /* 20: kbit/s; GSMAMR: bit/s */
+    uint32_t extra0;        /* 24: word 0 of five that some codecs want */
+    uint32_t extra1;        /* 28: word 1 */
+    uint32_t extra2;        /* 32: word 2 */
+    uint32_t extra3;        /* 36: word 3 */
+    uint32_t extra4;        /* 40: word 4 */
 } orka_audio_desc_t;
 
 /* A video stream: five words. valid is 1 once orka_media_video_desc has filled it. */
 typedef struct orka_video_desc {
-    uint32_t valid;         /* 1 or 0 */
-    orka_video_type_t type; /* what it was filled for */
-    uint32_t aux;           /* 0 */
-    uint32_t width;         /* pixels */
-    uint32_t height;        /* pixels */
+    uint32_t valid;         /* 0: 1 or 0 */
+    orka_video_type_t type; /* 4: what it was filled for */
+    uint32_t aux;           /* 8: 0 */
+    uint32_t width;         /* 12: pixels */
+    uint32_t height;        /* 16: pixels */
 } orka_video_desc_t;
 
 /*
@@ -154,10 +154,10 @@ typedef struct orka_video_desc {
  * behind a count that could be read.
  */
 typedef struct orka_video_sei {
-    int32_t recovery_frame_cnt;       /* remainder of a division by 32: 0 to 31 */
-    uint8_t exact_match_flag;         /* 0 or 1 */
-    uint8_t broken_link_flag;         /* 0 or 1 */
-    uint8_t changing_slice_group_idc; /* 0 to 3 */
+    int32_t recovery_frame_cnt;       /* 0: remainder of a division by 32, 0 to 31 */
+    uint8_t exact_match_flag;         /* 4: 0 or 1 */
+    uint8_t broken_link_flag;         /* 5: 0 or 1 */
+    uint8_t changing_slice_group_idc; /* 6: 0 to 3 */
 } orka_video_sei_t;
 
 /* A size of pictures, in pixels. */
@@ -225,16 +225,18 @@ const char *orka_media_video_coding_standard_string(uint32_t standard);
 
 /*
  * Fills adesc (asserted) for a type; a sample rate or bitrate of 0 asks for the type's default.
- * ORKA_STATUS_OUT_OF_RANGE for a rate that the type does not have, ORKA_STATUS_INVALID_PARAMETER for a type
- * that is none or is G728; both are reported on standard error and leave valid 0, but for a refused bitrate
- * of GSMAMR, which leaves valid 1 and bitrate 0. PCM computes its bitrate from the sample rate.
+ * NONE succeeds. ORKA_STATUS_OUT_OF_RANGE for a rate that the type does not have,
+ * ORKA_STATUS_INVALID_PARAMETER for a number that is no type, -1 among them, and for G728; both are reported
+ * on standard error and leave valid 0, but for a refused bitrate of GSMAMR, which leaves valid 1 and bitrate
+ * 0. PCM computes its bitrate from the sample rate.
  */
 orka_status_t orka_media_audio_desc(orka_audio_desc_t *adesc, orka_audio_type_t type, uint32_t sample_rate,
                                     uint32_t bitrate);
 
 /*
  * Fills vdesc (asserted) for a type; a width of 0 becomes 640 and a height of 0 becomes 480. NONE has no
- * size. ORKA_STATUS_INVALID_PARAMETER, after a report and with valid 0, for a type that is none.
+ * size, and succeeds. ORKA_STATUS_INVALID_PARAMETER, after a report and with valid 0, for a number that is no
+ * type, -1 among them.
  */
 orka_status_t orka_media_video_desc(orka_video_desc_t *vdesc, orka_video_type_t type, uint32_t width,
                                     uint32_t height);
@@ -251,31 +253,41 @@ orka_file_type_t orka_media_file_type2(const char *file_name, orka_audio_desc_t 
 
 /*
  * The codec framework that a codec image holds, by what its name contains: "aac48", "aac", "g7xx_aec",
- * "g7xx", "mp3", "ogg" or "pcm". The name is asserted, unless the type is PCM, which is always "pcm".
+ * "g7xx", "mp3", "ogg" or "pcm"; "aac" beside "h264" counts as "aac48", and a name that contains none of them
+ * as "pcm". The name is asserted, unless the type is PCM, which is always "pcm".
  */
 const char *orka_media_get_audio_framework(const char *codec_name, orka_audio_type_t audio_type);
 
-/* The framework of a video codec: "raw", "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv";
- * the name is asserted. */
+/*
+ * The framework of a video codec: "divx311", "h264mc", "h264", "mpeg2", "mpeg4mc", "mpeg4" or "wmv" by what
+ * the name (asserted) contains, "mpeg4" where it contains none of them; "raw" for the types YUV422 and
+ * RGB888, whatever the name.
+ */
 const char *orka_media_get_video_framework(const char *codec_name, orka_video_type_t video_type);
 
 /*
  * Whether an encoded frame (framebuffer, asserted, of size bytes) holds a key frame: 0 when it does, -1 when
  * not. Start codes and up to two bytes behind them are looked at, nothing else is parsed; a start code counts
- * where its 00 00 01 is followed by three bytes or more. H263 and MPEG4, H264 and MPEG2 are known; for any
- * other type the answer is -1, after one report on standard error for each byte but the last five.
+ * where its 00 00 01 is followed by three bytes or more. What is asked for:
+ * - H263 and MPEG4: code B0, or B6 with the two low bits of the next byte 0. ISO/IEC 14496-2 keeps the coding
+ *   type of a picture in the two high bits, so some predicted pictures pass and some intra ones do not;
+ * - H264: a NAL unit's first byte 67, 27, 65 or 25 (ITU-T H.264, 7.4.1);
+ * - MPEG2: B3, a sequence header.
+ * For any other type the answer is -1, after one report on standard error for each byte but the last five.
  * No byte beyond size is read.
  */
 int32_t orka_media_check_video_keyframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
 
 /*
- * orka_media_check_video_keyframe for a predicted frame. Of MPEG2 a sequence header is asked for, as for a
- * key frame; of H264 the codes 57 and 07.
+ * orka_media_check_video_keyframe for a predicted frame. Of H263 and MPEG4 the code B6 is asked for with the
+ * two low bits of the second byte behind it 01; of H264 the codes 57 and 07; of MPEG2 a sequence header, as
+ * for a key frame.
  */
 int32_t orka_media_check_video_Pframe(const void *framebuffer, uint32_t size, orka_video_type_t video_type);
 
 /*
- * Fills sei from the first recovery point message of an H264 frame: 0 when there is one. framebuffer and sei
+ * Fills sei from the first recovery point message (ITU-T H.264, Annex D) of an H264 frame: 0 when there is
+ * one. framebuffer and sei
  * are asserted. -1 when there is none, with sei zeroed; -1 for another type or fewer than 5 bytes, with sei
  * as it was. The byte behind the payload type, which holds the payload's size, is read as the first of the
  * count. A count is read right with up to eight zeros before its first one. Bits beyond the frame read as 0.

@@ -10,8 +10,9 @@
  * ORKA_STATUS_MUTEX where a mutex or a condition variable is. errno plays no part. NULL for an object aborts
  * the process, except where a line below says that it is not checked.
  *
- * Each function exists twice. The plain form is silent. The form whose name ends in _debug takes the caller's
- * function name and source line besides, and prints every step with them on standard output, one line a step:
+ * Each function but those that print or yield exists twice. The plain form is silent. The form whose name
+ * ends in _debug takes the caller's function name and source line besides, and prints every step with them on
+ * standard output, one line a step:
  *
  *     worker():[42] Locking Mutex [0x0804A040].
  *     worker():[42] Locked Mutex [0x0804A040].
@@ -152,10 +153,11 @@ orka_status_t orka_pthread_cond_signal_debug(pthread_cond_t *cond, const char *f
  *     orka_rdwr_mutex_t lock;               points to a record on the heap, from init to destroy
  *     orka_pthread_rdwr_mutex_init(&lock);
  *
- * Not recursive: a thread that has the lock and asks for it again may wait for itself. A call on an object
- * that is NULL gives ORKA_STATUS_NULL_POINTER, on one that is not initialised, or no longer, where that
- * shows, ORKA_STATUS_INITIALIZATION; nothing is printed of it. Other failures give ORKA_STATUS_MUTEX. Giving
- * back what was not taken aborts the process.
+ * Not recursive: a thread that has the lock and asks for it again may wait for itself. A call on NULL, or on
+ * an object that holds NULL, as one does that was never initialised, gives ORKA_STATUS_NULL_POINTER; on one
+ * whose record is not initialised, or no longer, where that shows, ORKA_STATUS_INITIALIZATION; nothing is
+ * printed of it. Failures of the condition variable, and of unlocking, give ORKA_STATUS_MUTEX; a mutex in the
+ * record that cannot be locked goes unnoticed. Giving back a side that nobody holds aborts the process.
  *
  * The traced forms print the address of the object and that of its record:
  *

@@ -5,10 +5,11 @@
  * from any thread, and none of them fails.
  *
  * How the library speaks of failures: a line "ERROR:<function>():[<line>] <MODULE>: <message>" on standard
- * error, written once by the function that noticed the failure; where the system refused a call, a second
- * line follows with errno's number and text. Lines that begin with "WARNING:" go to standard output. A line
- * that begins with "FATAL:" on standard error is followed by exit(1). Pointers that a call cannot work
- * without are asserted: NULL aborts the process, in release builds too.
+ * error, by each function on the way that has words of its own for the failure, most often one; where the
+ * system refused a call, a second line follows with errno's number and text. Lines that begin with "WARNING:"
+ * go to standard output. A line that begins with "FATAL:" on standard error is followed by exit(1). A pointer
+ * that a header calls asserted aborts the process where it is NULL, in release builds too; where nothing is
+ * said of it, it must not be NULL.
  */
 #ifndef ORKA_STATUS_H
 #define ORKA_STATUS_H

@@ -57,8 +57,9 @@ struct timeval *orka_time_timeval_sub(const struct timeval *a, const struct time
 int32_t orka_time_timeval_cmp(const struct timeval *a, const struct timeval *b);
 
 /*
- * Sleeps for the sum of its arguments. All but the seconds together must stay below one second.
- * ORKA_STATUS_ERROR, after a report, when the system refuses the time or a signal ends the sleep.
+ * Sleeps for the sum of its arguments. All but the seconds together must stay below one second: they are
+ * summed up as nanoseconds in 32 bits, and a sum of 4294967296 or more wraps and may be a shorter sleep that
+ * succeeds. ORKA_STATUS_ERROR, after a report, when the system refuses the time or a signal ends the sleep.
  * ORKA_STATUS_INTR, without one, on systems whose nanosleep returns the error's number itself.
  */
 orka_status_t orka_time_nanosleep(uint32_t seconds, uint32_t milliseconds, uint32_t microseconds,

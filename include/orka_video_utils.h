@@ -1,5 +1,6 @@
 /*
- * MPEG-4 Part 2 streams: writing a video object layer (VOL) header, and finding one in an encoded frame.
+ * MPEG-4 Part 2 streams (ISO/IEC 14496-2): writing a video object layer (VOL) header, and finding one in an
+ * encoded frame.
  *
  * The writers share state that is not locked: one thread at a time writes headers. The finder may run in any
  * thread. A NULL for an argument marked "asserted" aborts the process, in every build.
@@ -37,8 +38,8 @@ int32_t orka_video_utils_encode_vol_header_actual(uint32_t mode, uint32_t width,
 
 /*
  * The VOL header in an encoder's frame (asserted; its addr and size are read): a pointer into the frame's
- * data, and in length its bytes up to the next start code, at most 65. The last ten bytes of a frame are not
- * searched for the header's beginning.
+ * data, and in length its bytes up to the next start code, at most 65. A header that begins in the last nine
+ * bytes of a frame is not found.
  *
  * NULL when there is none or no start code behind it, with length 0; a frame of fewer than 12 bytes leaves
  * length as it was. No byte outside the frame is read.

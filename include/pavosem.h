@@ -1,7 +1,7 @@
 /*
  * The platform's semaphores: named by a file and a key character, shared by all processes of the system, with
- * a life of their own. A board brings a library with these three functions; the one that is built here stands
- * in for it, over System V semaphores.
+ * a life of their own. A board brings a library with these three functions; libpavosem.so stands in for it
+ * where there is none, over System V semaphores.
  *
  * A semaphore outlives the processes that use it, and the death of a process that took one gives nothing
  * back. Failures leave the reason in errno. All functions may be called from any thread.
@@ -15,9 +15,9 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /*
- * Opens the semaphore of a file and a key character, and creates it with an initial value where there is
- * none; stores its identifier. The file is created too, for everybody to read and write. 0 when the semaphore
- * is new, 1 when it was there before, negative on failure, which stores nothing.
+ * Opens the semaphore of a file and a key character, and creates it with an initial value, 0 to 32767, where
+ * there is none; stores its identifier. The file is created too, for everybody to read and write. 0 when the
+ * semaphore is new, 1 when it was there before, negative on failure, which stores nothing.
  */
 int PavoSemCreate(const char *path, int key, int initial, int *id_out);
 
