@@ -33,7 +33,17 @@ for page in orka-board orka-play orka-record orka-ctl; do
     echo "$page(1): $(wc -l <page) lines"
 done
 man -P cat 7 orka | grep -q 'liborka.so'
-test -s /usr/share/doc/orka-doc/board.md.gz -o -s /usr/share/doc/orka-doc/board.md
+
+# Every page that another one links is there. The licence Debian has in one place; headers are liborka-dev's.
+(
+    cd /usr/share/doc/orka-doc
+    test -s docs/board.md
+    find . -name '*.md' | while read -r page; do
+        grep -o ']([^)#:]*' "$page" | cut -c3- | grep -v -e '^$' -e 'LICENSE$' -e '^../include' | while read -r linked; do
+            test -e "$(dirname "$page")/$linked" || { echo "$page links $linked" >&2; exit 1; }
+        done
+    done
+)
 
 title Build programs of C
 apt-get -qy install --no-install-recommends gcc libc6-dev pkg-config cmake make >>log 2>&1
