@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
-#include <png.h>
 
+#include "png/png_file.h"
 #include "server/board_client.h"
 #include "server/log.h"
 #include "server/status_text.h"
@@ -29,20 +29,6 @@ std::string socket_of(const Command &command)
                              "'orka-board serve' prints");
 }
 
-/* Complains as png_image_write_to_stdio does, also for what the stream keeps back until it is flushed. */
-void write_png(const std::string &path, const protocol::picture &size, const std::vector<uint8_t> &rgb)
-{
-    png_image image{
-        .version = PNG_IMAGE_VERSION, .width = size.width, .height = size.height, .format = PNG_FORMAT_RGB};
-    const bool to_file = path != "-";
-    const bool written =
-        to_file ? png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr)
-                : png_image_write_to_stdio(&image, stdout, 0, rgb.data(), 0, nullptr) && fflush(stdout) == 0;
-    if (!written)
-        throw std::runtime_error((to_file ? path : "standard output") + ": " +
-                                 (image.message[0] ? image.message : "cannot be written"));
-}
-
 int with_errors_said(const std::function<void()> &action)
 {
     try {
@@ -61,7 +47,7 @@ int save_screenshot(const Command &command)
     return with_errors_said([&] {
         protocol::picture size{};
         const std::vector<uint8_t> rgb = BoardClient(socket_of(command)).screenshot(command.plane, size);
-        write_png(command.file, size, rgb);
+        write_png(command.file, size.width, size.height, rgb);
     });
 }
 

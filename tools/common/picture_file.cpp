@@ -2,10 +2,9 @@
 
 #include <vector>
 
-#include <png.h>
-
 #include "common/failure.h"
 #include "common/ffmpeg.h"
+#include "png/png_file.h"
 
 namespace orka {
 
@@ -35,13 +34,11 @@ void save_picture(const std::string &path, std::span<const uint8_t> uyvy, uint32
 {
     const std::vector<uint8_t> rgb = to_rgb(path, uyvy.data(), static_cast<int>(width),
                                             static_cast<int>(height), static_cast<int>(stride));
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = width;
-    image.height = height;
-    image.format = PNG_FORMAT_RGB;
-    if (!png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr))
-        throw Failure(path + ": " + image.message);
+    try {
+        write_png(path, width, height, rgb);
+    } catch (const std::runtime_error &failure) {
+        throw Failure(failure.what());
+    }
 }
 
 } // namespace orka

@@ -135,6 +135,16 @@ TEST_F(Inspection, AFileThatCannotBeWrittenIsSaid)
     EXPECT_EQ(outcome.err, "orka-board: /no/such/folder/shot.png: No such file or directory\n");
 }
 
+/* A name that stands for something else stays, whatever comes of writing to it. */
+TEST_F(Inspection, NothingIsRemovedWhereAFileCannotBeWritten)
+{
+    fs::create_symlink("/dev/full", file);
+    const Outcome outcome = orka_board({"screenshot", "--board", socket, file});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "orka-board: " + file + ": No space left on device\n");
+    EXPECT_TRUE(fs::is_symlink(file));
+}
+
 TEST_F(Inspection, AStandardOutputThatIsFullIsSaid)
 {
     for (const std::string &words : {"screenshot --board " + socket + " -", "status --board " + socket}) {
