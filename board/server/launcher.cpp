@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <optional>
@@ -190,12 +191,18 @@ sigset_t awaited_signals()
     return set;
 }
 
+/* Programs may go to other folders. */
+std::string absolute_path(const std::string &path)
+{
+    return std::filesystem::absolute(path).string();
+}
+
 int run_on_board(const Command &command, const Program &program)
 {
     const bool joins = !command.socket.empty();
     const sigset_t signals = awaited_signals();
     const RuntimeDirectory directory;
-    const std::string socket = joins ? command.socket : socket_in(directory.path());
+    const std::string socket = joins ? absolute_path(command.socket) : socket_in(directory.path());
     Preparation prepared{.program = program};
     std::optional<PrivateBoard> board;
     sigset_t mask;
@@ -224,10 +231,19 @@ int with_errors_said(const std::function<int()> &action)
     }
 }
 
+std::string quoted_for_a_shell(const std::string &text)
+{
+    std::string quoted = "'";
+    for (const char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 void print_environment(const std::string &socket, const std::string &directory)
 {
-    std::cout << "export " << protocol::socket_variable << "='" << socket << "'\n"
-              << "export LD_PRELOAD='" << preload_in(directory) << "'${LD_PRELOAD:+:$LD_PRELOAD}\n"
+    std::cout << "export " << protocol::socket_variable << "=" << quoted_for_a_shell(socket) << "\n"
+              << "export LD_PRELOAD=" << quoted_for_a_shell(preload_in(directory))
+              << "${LD_PRELOAD:+:$LD_PRELOAD}\n"
               << std::flush;
 }
 
@@ -235,7 +251,8 @@ int serve_until_told(const Command &command)
 {
     const sigset_t signals = set_of(ending_signals);
     const RuntimeDirectory directory;
-    const std::string socket = command.socket.empty() ? socket_in(directory.path()) : command.socket;
+    const std::string socket =
+        command.socket.empty() ? socket_in(directory.path()) : absolute_path(command.socket);
 
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);

@@ -454,6 +454,20 @@ TEST_F(ServeTest, ListensWhereItIsTold)
     EXPECT_FALSE(fs::exists(socket));
 }
 
+TEST_F(ServeTest, TheEnvironmentServesInEveryFolder)
+{
+    serve({"--socket", fs::relative(directory / "here")});
+    EXPECT_EQ(run({"sh", "-c", environment + "cd / && " + probe + " open"}).out, "open ok\n");
+    stop();
+}
+
+TEST_F(ServeTest, TheEnvironmentIsQuotedForAShell)
+{
+    serve({"--socket", directory / "it's here"});
+    EXPECT_EQ(joined("open").out, "open ok\n");
+    stop();
+}
+
 TEST_F(ServeTest, ASecondBoardDoesNotTakeTheFirstOnesSocket)
 {
     const std::string socket = directory / "here";
