@@ -7,8 +7,6 @@ set -euo pipefail
 
 board=$1/orka-board
 seconds=${IDLE_SECONDS:-10}
-scratch=$(mktemp -d)
-trap 'kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; rm -rf "$scratch"' EXIT
 
 [ -x "$board" ] || { echo "idle.sh: no $board" >&2; exit 1; }
 
@@ -17,8 +15,10 @@ ticks() {
     sed 's/.*) //' "/proc/$pid/stat" | awk '{print $12 + $13}'
 }
 
+scratch=$(mktemp -d)
 "$board" serve >"$scratch/out" &
 pid=$!
+trap 'kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; rm -rf "$scratch"' EXIT
 until grep -q LD_PRELOAD "$scratch/out"; do
     kill -0 "$pid" || exit 1
     sleep 0.1

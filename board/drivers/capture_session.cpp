@@ -31,10 +31,10 @@ std::shared_ptr<CaptureSession> CaptureSession::create(Machine &machine, Capture
         return nullptr;
     std::shared_ptr<CaptureSession> session(
         new CaptureSession(machine, std::move(mode), *base, std::move(readable_changed)));
-    const auto done = [&reactor = machine.reactor, self = session->weak_from_this()](ShownPicture shown) {
-        reactor.post([self, shown = std::move(shown)] {
+    const auto done = [&reactor = machine.reactor, self = session->weak_from_this()](Captured captured) {
+        reactor.post([self, captured = std::move(captured)] {
             if (const std::shared_ptr<CaptureSession> alive = self.lock())
-                alive->captured(shown);
+                alive->captured(captured);
         });
     };
     session->worker_ = std::make_unique<CaptureWorker>(*machine.camera, done);
@@ -165,7 +165,8 @@ CaptureJob CaptureSession::job_for(std::optional<uint32_t> buffer) const
                    .first_line = mode_.field ? static_cast<uint32_t>(number_ % 2) : 0};
     if (buffer)
         job.buffer = machine_.memory.at(*buffer, mode_.frame_size());
-    const PictureSize encoded = machine_.encoded.at(channel_);
+    PictureSize encoded = machine_.encoded.at(channel_);
+    encoded.width &= ~1U; /* two pixels share their colour */
     if (pass_through_ == PassThrough::captured)
         show(job, CaptureJob::Show::frame, {mode_.standard.width, mode_.height()});
     if (pass_through_ == PassThrough::encoded && encoded.width != 0 && encoded.height != 0)
@@ -190,8 +191,9 @@ void CaptureSession::capture()
     worker_->capture(job);
 }
 
-void CaptureSession::captured(const ShownPicture &shown)
+void CaptureSession::captured(const Captured &captured)
 {
+    const ShownPicture &shown = captured.shown;
     const std::optional<uint32_t> buffer = std::exchange(filling_, std::nullopt);
     busy_ = false;
     if (!wanted_) {
@@ -199,6 +201,8 @@ void CaptureSession::captured(const ShownPicture &shown)
             free_.insert(*buffer);
         return capture_ahead();
     }
+    if (!captured.fault.empty())
+        machine_.log("capture: a frame holds no new picture: " + captured.fault);
     if (pass_through_ != PassThrough::none && !shown.uyvy.empty() && machine_.show_captured) {
         machine_.show_captured(shown.uyvy, shown.width, shown.height);
         showing_ = true;

@@ -1,11 +1,12 @@
 #include "drivers/capture_worker.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace orka::board {
 
-CaptureWorker::CaptureWorker(Camera &camera, std::function<void(ShownPicture)> done)
+CaptureWorker::CaptureWorker(Camera &camera, std::function<void(Captured)> done)
     : camera_(camera), done_(std::move(done)), thread_([this] { loop(); })
 {
 }
@@ -46,12 +47,23 @@ void CaptureWorker::loop()
 {
     const std::unique_ptr<CameraView> view = camera_.open();
     while (const std::optional<CaptureJob> job = next_job()) {
-        picture_.resize(job->standard.picture_size());
-        view->picture(job->standard, job->time_us, picture_);
-        if (!job->buffer.empty())
-            copy_frame(*job, job->buffer);
-        done_(shown_of(*job));
+        Captured captured;
+        try {
+            captured.shown = take(*view, *job);
+        } catch (const std::exception &failure) {
+            captured.fault = failure.what();
+        }
+        done_(std::move(captured));
     }
+}
+
+ShownPicture CaptureWorker::take(CameraView &view, const CaptureJob &job)
+{
+    picture_.resize(job.standard.picture_size());
+    view.picture(job.standard, job.time_us, picture_);
+    if (!job.buffer.empty())
+        copy_frame(job, job.buffer);
+    return shown_of(job);
 }
 
 void CaptureWorker::copy_frame(const CaptureJob &job, std::span<uint8_t> out) const

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -23,6 +24,12 @@ struct ShownPicture {
     std::vector<uint8_t> uyvy;
     uint32_t width = 0;
     uint32_t height = 0;
+};
+
+/* What came of a job. */
+struct Captured {
+    ShownPicture shown;
+    std::string fault; /* empty, or why nothing was captured */
 };
 
 /* One picture of the camera, and what becomes of it. */
@@ -42,7 +49,7 @@ struct CaptureJob {
 class CaptureWorker {
   public:
     /* done is called on the worker's thread after each job. */
-    CaptureWorker(Camera &camera, std::function<void(ShownPicture)> done);
+    CaptureWorker(Camera &camera, std::function<void(Captured)> done);
     ~CaptureWorker(); /* waits until the picture in work is made */
     CaptureWorker(const CaptureWorker &) = delete;
     CaptureWorker &operator=(const CaptureWorker &) = delete;
@@ -53,11 +60,12 @@ class CaptureWorker {
   private:
     void loop();
     std::optional<CaptureJob> next_job();
+    ShownPicture take(CameraView &view, const CaptureJob &job);
     void copy_frame(const CaptureJob &job, std::span<uint8_t> out) const;
     ShownPicture shown_of(const CaptureJob &job);
 
     Camera &camera_;
-    const std::function<void(ShownPicture)> done_;
+    const std::function<void(Captured)> done_;
     Bell bell_;
     std::mutex mutex_;
     std::optional<CaptureJob> job_;

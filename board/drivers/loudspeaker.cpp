@@ -41,10 +41,17 @@ void Loudspeaker::play(std::span<const int16_t> samples, uint32_t sample_rate, u
         keep(samples, sample_rate, channels);
 }
 
-/* At the listener's rate, on straight lines between the samples. */
+/*
+ * At the listener's rate, on straight lines between the samples. Of what lasts longer only the last second is
+ * kept: whole seconds before it change nothing and are left out.
+ */
 void Loudspeaker::keep(std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels)
 {
-    for (size_t at = 0; at + channels <= samples.size(); at += channels) {
+    const size_t seconds = samples.size() / channels / sample_rate;
+    const size_t begin = seconds > 1 ? (seconds - 1) * sample_rate * channels : 0;
+    if (begin > 0)
+        last_ = mean_of(samples.subspan(begin - channels, channels));
+    for (size_t at = begin; at + channels <= samples.size(); at += channels) {
         const int16_t next = mean_of(samples.subspan(at, channels));
         for (; phase_ < listener_rate_; phase_ += sample_rate) {
             const auto part = static_cast<int64_t>(phase_);

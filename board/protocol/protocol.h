@@ -33,12 +33,13 @@ enum class operation : uint32_t {
     open = 2,     /* result: 0 with a descriptor, or an error number */
     control = 3,  /* result: 0 or an error number */
     cancel = 4,   /* a signal interrupted the request that is under way; has no reply of its own */
-    identify = 5, /* result: the wire::node of a file, or EBADF where the inode is no file of this board */
+    identify = 5, /* result: the wire::node of a file */
     outside = 6,  /* a mapping outside physical memory, a range, was refused: the board says so in its log */
-    sync = 9, /* a range was synced: where there is a cache, programs and DSP see each other's data in it */
     /* For people's tools. The answer is a picture or nothing, and a descriptor of a memfd, whole: */
     screenshot = 7, /* its pixels, three bytes each, red first, without gaps between the lines */
     status = 8,     /* the state of the board as JSON */
+
+    sync = 9, /* a range was synced: where there is a cache, programs and DSP see each other's data in it */
 };
 
 /* What of the display a screenshot shows. */
@@ -62,13 +63,16 @@ struct request {
 static_assert(sizeof(request) == 32);
 
 struct reply {
-    uint32_t error;  /* 0, or the error number for errno */
+    uint32_t error;  /* 0, the error number for errno, or unknown_file */
     int32_t result;  /* what the call returns when there is no error; hello: 1 where there is a cache */
     uint32_t memory; /* hello: the size of physical memory in bytes */
     uint32_t length; /* bytes that follow; control: the driver's record; hello: a machine; screenshot: a
                         picture; none on errors */
 };
 static_assert(sizeof(reply) == 16);
+
+/* Instead of an error number: the inode that was sent is no file of this board. */
+constexpr uint32_t unknown_file = 0x80000000;
 
 /* Physical memory's memfd, as fstat() tells it. It is also what tells one board from another. */
 struct machine {

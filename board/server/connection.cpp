@@ -45,6 +45,8 @@ Connection::~Connection()
     close(fd_);
 }
 
+static_assert(wire::largest_record() <= protocol::payload_limit);
+
 bool Connection::receive()
 {
     struct {
@@ -181,7 +183,8 @@ void Connection::hand_over(int fd, std::span<const uint8_t> out)
 void Connection::identify(const protocol::request &request)
 {
     const std::shared_ptr<DeviceFile> file = server_.find(request.file);
-    send({.error = file ? 0u : EBADF, .result = file ? static_cast<int32_t>(file->node()) : 0});
+    send({.error = file ? 0u : protocol::unknown_file,
+          .result = file ? static_cast<int32_t>(file->node()) : 0});
 }
 
 int Connection::check_control(const protocol::request &request, std::span<const uint8_t> payload,
@@ -197,7 +200,7 @@ void Connection::control(const protocol::request &request, std::span<const uint8
 {
     const std::shared_ptr<DeviceFile> file = server_.find(request.file);
     if (!file) {
-        send({.error = EBADF});
+        send({.error = protocol::unknown_file});
         return;
     }
     if (const int error = check_control(request, payload, file)) {

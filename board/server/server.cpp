@@ -177,7 +177,7 @@ std::string Server::status() const
         if (told.insert(driver.get()).second)
             driver->report(all);
     }
-    return all.dump();
+    return all.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 void Server::refused_mapping(const Client &client, const protocol::range &range)
@@ -200,10 +200,15 @@ void Server::accept_client()
             pause_accepting();
         return;
     }
-    if (trusted(fd, client))
-        add_connection(fd, std::move(client));
-    else
+    if (!trusted(fd, client)) {
         close(fd);
+        return;
+    }
+    try {
+        add_connection(fd, std::move(client));
+    } catch (const std::system_error &error) {
+        machine_.log(std::string("refused a program: ") + error.what());
+    }
 }
 
 /* Those who wait stay in the backlog until somebody else is gone. */
@@ -235,14 +240,13 @@ bool Server::trusted(int fd, Client &client)
 void Server::add_connection(int fd, Client client)
 {
     auto connection = std::make_unique<Connection>(*this, fd, std::move(client));
-    Connection *const added = connection.get();
-    connections_[fd] = std::move(connection);
-    machine_.reactor.watch(fd, EPOLLIN, [this, fd, added](uint32_t) {
+    machine_.reactor.watch(fd, EPOLLIN, [this, fd, added = connection.get()](uint32_t) {
         if (added->receive())
             return;
         machine_.reactor.unwatch(fd);
         connections_.erase(fd);
     });
+    connections_[fd] = std::move(connection);
 }
 
 int Server::open(const Client &client, uint32_t node, uint32_t flags)
@@ -276,9 +280,10 @@ int Server::open_memory(uint32_t flags) const
 
 int Server::open_file(const Client &client, wire::node node, uint32_t flags)
 {
+    int reader = -1;
+    std::shared_ptr<DeviceFile> file;
     try {
-        int reader = -1;
-        auto file = std::make_shared<DeviceFile>(node, client, (flags & O_NONBLOCK) != 0, reader);
+        file = std::make_shared<DeviceFile>(node, client, (flags & O_NONBLOCK) != 0, reader);
         files_[file->number()] = file;
         machine_.reactor.watch(file->writer(), 0, [this, key = file->number()](uint32_t) {
             if (const std::shared_ptr<DeviceFile> closed = find(key))
@@ -288,6 +293,10 @@ int Server::open_file(const Client &client, wire::node node, uint32_t flags)
             serves->opened(*file);
         return reader;
     } catch (const std::system_error &error) {
+        if (file) {
+            files_.erase(file->number());
+            close(reader);
+        }
         return -error.code().value();
     }
 }

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <fcntl.h>
-#include <linux/time_types.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>

@@ -48,6 +48,8 @@ long carry(const wire::request_row &row, void *argument, char (&copy)[protocol::
     return 0;
 }
 
+static_assert(wire::largest_record() <= protocol::payload_limit);
+
 /* Nothing where the server does not know the file, which is then not the board's. */
 std::optional<long> control(const board_file &file, int fd, uint32_t number, void *argument)
 {
@@ -68,7 +70,7 @@ std::optional<long> control(const board_file &file, int fd, uint32_t number, voi
         result = transact(what);
     if (result < 0)
         return result;
-    if (what.reply.error == EBADF)
+    if (what.reply.error == protocol::unknown_file)
         return {};
     return what.reply.error != 0 ? -static_cast<long>(what.reply.error) : what.reply.result;
 }

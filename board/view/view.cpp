@@ -154,6 +154,7 @@ void View::guard(const std::string &host)
     http_->set_keep_alive_max_count(1);
     http_->set_keep_alive_timeout(client_patience_s);
     http_->set_read_timeout(client_patience_s);
+    http_->set_write_timeout(client_patience_s);
     http_->set_payload_max_length(longest_body);
     http_->set_default_headers(headers);
     http_->set_exception_handler(answer_exception);

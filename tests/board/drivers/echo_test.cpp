@@ -151,6 +151,23 @@ TEST(Loudspeaker, ForgetsWhatNobodyTakesInASecond)
     EXPECT_EQ(heard[rate], 0);
 }
 
+/* A frame of 64 KiB at 1 Hz is hours at the listener's rate. */
+TEST(Loudspeaker, KeepsTheEndOfWhatLastsForHours)
+{
+    constexpr uint32_t listener = 192'000;
+    Loudspeaker loudspeaker;
+    loudspeaker.listen(listener);
+    std::vector<int16_t> played(32'768, -1000);
+    played.back() = 3000;
+    loudspeaker.play(played, 1, 1);
+    std::vector<int16_t> heard(listener + 1, 99);
+    loudspeaker.take(heard);
+    EXPECT_EQ(heard[0], -1000);
+    EXPECT_EQ(heard[listener / 4], 0);
+    EXPECT_EQ(heard[listener / 2], 1000);
+    EXPECT_EQ(heard[listener], 0);
+}
+
 TEST(Loudspeaker, CountsWhatWasHeardAndHowLoud)
 {
     Loudspeaker loudspeaker;

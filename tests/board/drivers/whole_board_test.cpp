@@ -22,10 +22,10 @@ class PassedThrough : public WholeDesk {
         EXPECT_EQ(capturer.pass_through(1), 0);
         EXPECT_EQ(capturer.enable(1), 0);
     }
-    void set_up_encoder()
+    void set_up_encoder(uint32_t width = 360)
     {
         orka_iencode_video_params_t params = encode_params(1, 2);
-        params.width = 360;
+        params.width = width;
         params.height = 240;
         ASSERT_EQ(recorder.load("mpeg4_pcm_enc"), 0);
         ASSERT_EQ(recorder.set_up(params), 0);
@@ -58,6 +58,13 @@ TEST_F(PassedThrough, TheEncodersPictureIsShownInItsSizeFromItsSetupToItsTearDow
     EXPECT_GT(counter_on_screen(), 0);
     EXPECT_EQ(recorder.tear_down(), 0);
     EXPECT_TRUE(shows_nothing());
+}
+
+TEST_F(PassedThrough, AnOddWidthIsShownWithoutItsLastPixel)
+{
+    set_up_encoder(321);
+    EXPECT_TRUE(comes([this] { return size_on_screen().width == 320; }));
+    EXPECT_GT(counter_on_screen(), 0);
 }
 
 TEST_F(PassedThrough, TheEncodersPictureGoesWithTheFileThatSetItUp)

@@ -397,8 +397,9 @@ TEST_F(ServerTest, AnotherPipeIsNoFileOfTheBoard)
     ASSERT_EQ(pipe(ends), 0);
     const Descriptor reader(ends[0]);
     const Descriptor writer(ends[1]);
-    EXPECT_EQ(client.identify(inode_of(reader)).reply.error, uint32_t{EBADF});
-    EXPECT_EQ(client.control(inode_of(reader), answer_at_once, channel_record).reply.error, uint32_t{EBADF});
+    EXPECT_EQ(client.identify(inode_of(reader)).reply.error, protocol::unknown_file);
+    EXPECT_EQ(client.control(inode_of(reader), answer_at_once, channel_record).reply.error,
+              protocol::unknown_file);
 }
 
 /* The last close. */
@@ -422,7 +423,7 @@ TEST_F(ServerTest, AClosedFileIsForgotten)
     const uint32_t number = inode_of(file);
     file.reset();
     EXPECT_TRUE(soon([&] { return driver->open_files == 0; }));
-    EXPECT_EQ(client.identify(number).reply.error, uint32_t{EBADF});
+    EXPECT_EQ(client.identify(number).reply.error, protocol::unknown_file);
 }
 
 TEST_F(ServerTest, AFileOutlivesTheConnectionThatOpenedIt)

@@ -155,7 +155,7 @@ TEST_P(ShimControls, OtherDescriptorsGoToTheKernelWhateverTheNumber)
 
 TEST_P(ShimControls, AFileThatTheServerDoesNotKnowGoesToTheKernel)
 {
-    server.on(operation::control, [](const Asked &) { return Answer{.error = EBADF}; });
+    server.on(operation::control, [](const Asked &) { return Answer{.error = protocol::unknown_file}; });
 
     EXPECT_EQ(control("adecode", "541b ffffffff"), "0 00000000\n");
 }

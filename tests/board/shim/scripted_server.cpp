@@ -269,7 +269,7 @@ Answer ScriptedServer::answer_by_default(const Asked &asked, int &descriptor)
         return {.result = cached_, .bytes = machine_bytes(memory_)};
     const auto file = files_.find(asked.request.file);
     if (file == files_.end())
-        return {.error = EBADF};
+        return {.error = protocol::unknown_file};
     if (asked.operation == protocol::operation::identify)
         return {.result = static_cast<int32_t>(file->second.node)};
     if (asked.bytes.size() < asked.request.length)

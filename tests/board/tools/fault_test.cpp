@@ -129,6 +129,24 @@ TEST(Fault, ANodeThatDoesNotOpenIsNoBoard)
     EXPECT_THAT(ending.err, HasSubstr("orka-play: the video decoder's node cannot be opened\n"));
 }
 
+/* Not the shim's own word for a file that is none of the board's. */
+TEST(Fault, ABadDescriptorReachesTheProgram)
+{
+    const Ending ending = play_with("vdecode:IDECODE_START:errno=EBADF");
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_THAT(ending.err, HasSubstr("Bad file descriptor"));
+    EXPECT_THAT(ending.err, HasSubstr("orka-play: the video decoder refused to start: ERROR\n"));
+}
+
+TEST(Fault, ANameThatIsNoTextIsToldInTheStatus)
+{
+    const Board board({"--fault", "vdecode:IDECODE_START:program=\xff:errno=EIO"});
+    const Ending ending = run(board.looking("status") + Words{"--json"});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(nlohmann::json::parse(ending.out)["faults"][0]["fault"],
+              "vdecode:IDECODE_START:program=\xef\xbf\xbd:errno=EIO");
+}
+
 TEST(Fault, DamageOnTheWayInIsTold)
 {
     const Ending ending = play_with("vdecode:IDECODE_COMMIT_FRAME:nth=3:corrupt=200", {"--no-audio"});
