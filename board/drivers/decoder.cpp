@@ -5,26 +5,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "drivers/transition.h"
+
 namespace orka::board {
 
 namespace {
 
-constexpr uint32_t any_of(std::initializer_list<State> states)
-{
-    uint32_t set = 0;
-    for (const State state : states)
-        set |= 1U << static_cast<unsigned>(state);
-    return set;
-}
-
-/* The order of calls; what is not listed is refused. */
-struct Transition {
-    uint32_t request;
-    uint32_t from; /* any of these states */
-    State to;
-};
-
-constexpr Transition transitions[] = {
+constexpr Transition<uint32_t, State> transitions[] = {
     {wire::IDECODE_INIT, any_of({State::set_up}), State::ready},
     {wire::IDECODE_START,
      any_of({State::ready, State::paused, State::rewinding, State::forwarding, State::stopped}),
@@ -35,15 +22,6 @@ constexpr Transition transitions[] = {
     {wire::IDECODE_STOP, any_of({State::playing, State::paused, State::rewinding, State::forwarding}),
      State::stopped},
 };
-
-const Transition *find_transition(uint32_t request, State from)
-{
-    for (const Transition &row : transitions) {
-        if (row.request == request && (row.from & any_of({from})))
-            return &row;
-    }
-    return nullptr;
-}
 
 std::string make_label(std::string_view node, int32_t channel, int32_t stream)
 {
@@ -192,7 +170,7 @@ void Decoder::reset_shown_tsms()
 
 bool Decoder::change_state(uint32_t request)
 {
-    const Transition *const row = find_transition(request, session_->state());
+    const auto *const row = find_transition<uint32_t, State>(transitions, request, session_->state());
     if (row)
         session_->enter(row->to);
     return row;

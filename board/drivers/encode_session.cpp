@@ -2,41 +2,18 @@
 
 #include <utility>
 
+#include "drivers/transition.h"
 #include "orka_media.h"
 
 namespace orka::board {
 
 namespace {
 
-constexpr uint32_t any_of(std::initializer_list<EncodeState> states)
-{
-    uint32_t set = 0;
-    for (const EncodeState state : states)
-        set |= 1U << static_cast<unsigned>(state);
-    return set;
-}
-
-/* The order of calls; what is not listed is refused. */
-struct Transition {
-    EncodeOrder order;
-    uint32_t from; /* any of these states */
-    EncodeState to;
-};
-
-constexpr Transition transitions[] = {
+constexpr Transition<EncodeOrder, EncodeState> transitions[] = {
     {EncodeOrder::init, any_of({EncodeState::set_up}), EncodeState::ready},
     {EncodeOrder::start, any_of({EncodeState::ready, EncodeState::stopped}), EncodeState::encoding},
     {EncodeOrder::stop, any_of({EncodeState::encoding}), EncodeState::stopped},
 };
-
-const Transition *find_transition(EncodeOrder order, EncodeState from)
-{
-    for (const Transition &row : transitions) {
-        if (row.order == order && (row.from & any_of({from})))
-            return &row;
-    }
-    return nullptr;
-}
 
 } // namespace
 
@@ -75,7 +52,7 @@ void EncodeSession::start_worker(EncodePlan &plan)
 
 bool EncodeSession::enter(EncodeOrder order)
 {
-    const Transition *const row = find_transition(order, state_);
+    const auto *const row = find_transition<EncodeOrder, EncodeState>(transitions, order, state_);
     if (!row)
         return false;
     state_ = row->to;

@@ -3,17 +3,11 @@
 #include <cstring>
 
 #include "server/fault_target.h"
+#include "server/record_word.h"
 
 namespace orka::board {
 
 namespace {
-
-uint32_t word_at(std::span<const uint8_t> record, size_t offset)
-{
-    uint32_t word = 0;
-    memcpy(&word, record.data() + offset, sizeof word);
-    return word;
-}
 
 orka_idecode_frame_t frame_at(std::span<const uint8_t> record, size_t offset)
 {

@@ -6,19 +6,13 @@
 #include <nlohmann/json.hpp>
 
 #include "server/fault_target.h"
+#include "server/record_word.h"
 
 namespace orka::board {
 
 namespace {
 
 using Effect = Fault::Effect;
-
-uint32_t word_at(std::span<const uint8_t> record, size_t offset)
-{
-    uint32_t word = 0;
-    memcpy(&word, record.data() + offset, sizeof word);
-    return word;
-}
 
 } // namespace
 

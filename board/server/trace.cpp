@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include "server/layouts.h"
+#include "server/record_word.h"
 
 namespace orka::board {
 
@@ -14,15 +15,6 @@ namespace {
 
 using wire::node;
 using namespace layouts;
-
-template <typename Word>
-Word word_at(std::span<const uint8_t> record, size_t offset)
-{
-    Word word = 0;
-    if (offset + sizeof word <= record.size())
-        memcpy(&word, record.data() + offset, sizeof word);
-    return word;
-}
 
 std::string text_at(std::span<const uint8_t> record, size_t offset)
 {
