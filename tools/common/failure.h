@@ -27,6 +27,9 @@ class Failure : public std::runtime_error {
     exit_status status_;
 };
 
+/* Says on standard error why a program fails, and gives the status that it is to end with. */
+exit_status say(const char *program, const std::exception &failure);
+
 } // namespace orka
 
 #endif

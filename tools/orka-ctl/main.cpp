@@ -50,9 +50,8 @@ int main(int argc, char **argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? status_done : status_usage;
-    } catch (const Failure &failure) {
-        fprintf(stderr, "orka-ctl: %s\n", failure.what());
-        return failure.status();
+    } catch (const std::exception &failure) {
+        return say("orka-ctl", failure);
     }
     return status_done;
 }

@@ -21,9 +21,8 @@ exit_status play_with(Clip &clip, const Options &options, const std::atomic<bool
     exit_status status = status_done;
     try {
         player.play();
-    } catch (const Failure &failure) {
-        fprintf(stderr, "orka-play: %s\n", failure.what());
-        status = failure.status();
+    } catch (const std::exception &failure) {
+        status = say("orka-play", failure);
     }
     player.print_summary();
     return stop ? status_interrupted : status;
@@ -56,8 +55,8 @@ int main(int argc, char **argv)
     const std::atomic<bool> &stop = listen_to_signals();
     try {
         return play_clip(*options, stop);
-    } catch (const Failure &failure) {
-        fprintf(stderr, "orka-play: %s\n", failure.what());
-        return stop ? status_interrupted : failure.status();
+    } catch (const std::exception &failure) {
+        const exit_status failed = say("orka-play", failure);
+        return stop ? status_interrupted : failed;
     }
 }

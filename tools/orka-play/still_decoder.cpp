@@ -1,11 +1,9 @@
 #include "still_decoder.h"
 
-#include <cerrno>
 #include <cstring>
 
-#include <sys/ioctl.h>
-
 #include "common/failure.h"
+#include "common/image_node.h"
 #include "decoder.h"
 #include "orka_idevice.h"
 #include "orka_media.h"
@@ -16,32 +14,7 @@ namespace {
 
 constexpr uint32_t picture_queue = 8;
 
-[[noreturn]] void fail(const std::string &what, int error)
-{
-    throw Failure("the image decoder refused " + what + ": " + strerror(error));
-}
-
-template <typename Record>
-bool request(uint32_t number, Record &record)
-{
-    return ioctl(orka_idevice_imgdec_fd(), number, &record) >= 0;
-}
-
-template <typename Record>
-void demand(uint32_t number, Record record, const char *what)
-{
-    if (!request(number, record))
-        fail(what, errno);
-}
-
-void load(const std::string &image)
-{
-    const orka_status_t status = orka_idecode_load_image_decoder_framework(image.c_str());
-    if (status == ORKA_STATUS_IO)
-        throw Failure("the image decoder's node cannot be opened", status_no_board);
-    if (status != ORKA_STATUS_SUCCESS)
-        throw Failure("the image decoder refused the image " + image + ": " + orka_status_string(status));
-}
+constexpr ImageNode node(orka_idevice_imgdec_fd, "the image decoder");
 
 wire::frame_request_record frame_request(int32_t timeout)
 {
@@ -57,13 +30,13 @@ wire::frame_return_record returned(const orka_idecode_frame_t &frame)
 
 StillDecoder::StillDecoder(const std::string &image, const wire::image_setup_record &setup)
 {
-    load(image);
-    demand(wire::IDECODE_SETUP_IMAGE, setup, "its setup");
+    node.check_loaded(orka_idecode_load_image_decoder_framework(image.c_str()), image);
+    node.demand(wire::IDECODE_SETUP_IMAGE, setup, "its setup");
     try {
         open_queue();
     } catch (...) {
         wire::channel_record channel{};
-        request(wire::IDECODE_TEARDOWN, channel);
+        node.request(wire::IDECODE_TEARDOWN, channel);
         throw;
     }
 }
@@ -71,28 +44,26 @@ StillDecoder::StillDecoder(const std::string &image, const wire::image_setup_rec
 void StillDecoder::open_queue()
 {
     wire::queue_record record{.queueid = picture_queue};
-    if (!request(wire::IDECODE_QUEUE, record))
-        fail("its queue", errno);
+    node.demand(wire::IDECODE_QUEUE, record, "its queue");
     queue_.emplace(record.pbase, record.length);
 }
 
 StillDecoder::~StillDecoder()
 {
     wire::channel_record channel{};
-    request(wire::IDECODE_TEARDOWN, channel);
+    node.request(wire::IDECODE_TEARDOWN, channel);
 }
 
 void StillDecoder::start()
 {
-    demand(wire::IDECODE_START, wire::channel_record{}, "to start");
+    node.demand(wire::IDECODE_START, wire::channel_record{}, "to start");
 }
 
 /* There is room for a second file while the first is decoded, so that the frame comes at once. */
 void StillDecoder::put(std::span<const uint8_t> file)
 {
     auto record = frame_request(-1);
-    if (!request(wire::IDECODE_NEW_FRAME, record))
-        fail("a frame to fill", errno);
+    node.demand(wire::IDECODE_NEW_FRAME, record, "a frame to fill");
     if (record.status != wire::driver_done)
         throw Failure("the image decoder gave no frame to fill");
     orka_idecode_frame_t frame = record.frame;
@@ -102,14 +73,13 @@ void StillDecoder::put(std::span<const uint8_t> file)
         const orka_idecode_frame_t mapped = {.addr = queue_->virtual_address(frame.addr)};
         memcpy(frame_data(mapped), file.data(), file.size());
     }
-    demand(wire::IDECODE_COMMIT_FRAME, returned(frame), "a filled frame");
+    node.demand(wire::IDECODE_COMMIT_FRAME, returned(frame), "a filled frame");
 }
 
 bool StillDecoder::get_frame(orka_idecode_frame_t &frame, int32_t timeout)
 {
     auto record = frame_request(timeout);
-    if (!request(wire::IDECODE_GET_FRAME, record))
-        fail("a decoded picture", errno);
+    node.demand(wire::IDECODE_GET_FRAME, record, "a decoded picture");
     frame = record.frame;
     if (record.status == wire::driver_timeout || record.status == wire::driver_interrupted)
         return false;
@@ -122,7 +92,7 @@ bool StillDecoder::get_frame(orka_idecode_frame_t &frame, int32_t timeout)
 void StillDecoder::release(orka_idecode_frame_t frame)
 {
     frame.addr = queue_->physical_address(frame.addr);
-    demand(wire::IDECODE_RELEASE_FRAME, returned(frame), "a picture back");
+    node.demand(wire::IDECODE_RELEASE_FRAME, returned(frame), "a picture back");
 }
 
 } // namespace orka::play

@@ -18,9 +18,8 @@ exit_status record_file(const Options &options, const std::atomic<bool> &stop)
     exit_status status = status_done;
     try {
         recorder.record();
-    } catch (const Failure &failure) {
-        fprintf(stderr, "orka-record: %s\n", failure.what());
-        status = failure.status();
+    } catch (const std::exception &failure) {
+        status = say("orka-record", failure);
     }
     recorder.print_summary();
     return status;
@@ -46,8 +45,7 @@ int main(int argc, char **argv)
             return record_file(*options, stop);
         record_still(*options, stop);
         return status_done;
-    } catch (const Failure &failure) {
-        fprintf(stderr, "orka-record: %s\n", failure.what());
-        return failure.status();
+    } catch (const std::exception &failure) {
+        return say("orka-record", failure);
     }
 }

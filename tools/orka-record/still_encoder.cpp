@@ -1,12 +1,7 @@
 #include "still_encoder.h"
 
-#include <cerrno>
-#include <cstring>
-#include <string>
-
-#include <sys/ioctl.h>
-
 #include "common/failure.h"
+#include "common/image_node.h"
 #include "orka_idevice.h"
 
 namespace orka::record {
@@ -16,45 +11,19 @@ namespace {
 constexpr char still_image[] = "image_enc";
 constexpr uint32_t picture_queue = 8;
 
-[[noreturn]] void fail(const std::string &what, int error)
-{
-    throw Failure("the image encoder refused " + what + ": " + strerror(error));
-}
-
-template <typename Record>
-bool request(uint32_t number, Record &record)
-{
-    return ioctl(orka_idevice_imgenc_fd(), number, &record) >= 0;
-}
-
-template <typename Record>
-void demand(uint32_t number, Record record, const char *what)
-{
-    if (!request(number, record))
-        fail(what, errno);
-}
-
-void load()
-{
-    const orka_status_t status = orka_iencode_load_image_encoder_framework(still_image);
-    if (status == ORKA_STATUS_IO)
-        throw Failure("the image encoder's node cannot be opened", status_no_board);
-    if (status != ORKA_STATUS_SUCCESS)
-        throw Failure(std::string("the image encoder refused the image ") + still_image + ": " +
-                      orka_status_string(status));
-}
+constexpr ImageNode node(orka_idevice_imgenc_fd, "the image encoder");
 
 } // namespace
 
 StillEncoder::StillEncoder(const wire::image_encode_setup_record &setup)
 {
-    load();
-    demand(wire::IENCODE_SETUP_IMAGE, setup, "its setup");
+    node.check_loaded(orka_iencode_load_image_encoder_framework(still_image), still_image);
+    node.demand(wire::IENCODE_SETUP_IMAGE, setup, "its setup");
     try {
         open_queue();
     } catch (...) {
         wire::audio_encoder_record channel{};
-        request(wire::IENCODE_TEARDOWN_IMAGE, channel);
+        node.request(wire::IENCODE_TEARDOWN_IMAGE, channel);
         throw;
     }
 }
@@ -62,14 +31,13 @@ StillEncoder::StillEncoder(const wire::image_encode_setup_record &setup)
 StillEncoder::~StillEncoder()
 {
     wire::audio_encoder_record channel{};
-    request(wire::IENCODE_TEARDOWN_IMAGE, channel);
+    node.request(wire::IENCODE_TEARDOWN_IMAGE, channel);
 }
 
 void StillEncoder::open_queue()
 {
     wire::audio_encode_queue_record record{.queueid = picture_queue};
-    if (!request(wire::IENCODE_IMAGE_QUEUE, record))
-        fail("its queue", errno);
+    node.demand(wire::IENCODE_IMAGE_QUEUE, record, "its queue");
     queue_.emplace(record.pbase, record.length);
 }
 
@@ -77,8 +45,7 @@ bool StillEncoder::get(orka_iencode_frame_t &frame, int32_t timeout)
 {
     wire::encode_frame_request_record record{.queueid = picture_queue,
                                              .timeout = static_cast<uint32_t>(timeout)};
-    if (!request(wire::IENCODE_GET_IMAGE, record))
-        fail("a picture", errno);
+    node.demand(wire::IENCODE_GET_IMAGE, record, "a picture");
     frame = record.frame;
     if (record.status == wire::driver_timeout || record.status == wire::driver_interrupted)
         return false;
@@ -91,8 +58,8 @@ bool StillEncoder::get(orka_iencode_frame_t &frame, int32_t timeout)
 void StillEncoder::release(orka_iencode_frame_t frame)
 {
     frame.addr = queue_->physical_address(frame.addr);
-    demand(wire::IENCODE_RELEASE_IMAGE,
-           wire::encode_frame_return_record{.queueid = picture_queue, .frame = frame}, "a picture back");
+    node.demand(wire::IENCODE_RELEASE_IMAGE,
+                wire::encode_frame_return_record{.queueid = picture_queue, .frame = frame}, "a picture back");
 }
 
 } // namespace orka::record
