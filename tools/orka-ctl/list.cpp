@@ -55,14 +55,18 @@ Lines frame_types()
 /* The selection reports every pair that no image serves; here that is no news. */
 class QuietErrors {
   public:
-    QuietErrors() : kept_(dup(STDERR_FILENO))
+    QuietErrors() : kept_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0))
     {
-        const int nothing = open("/dev/null", O_WRONLY);
+        const int nothing = kept_ < 0 ? -1 : open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (nothing < 0)
+            return;
         dup2(nothing, STDERR_FILENO);
         close(nothing);
     }
     ~QuietErrors()
     {
+        if (kept_ < 0)
+            return;
         dup2(kept_, STDERR_FILENO);
         close(kept_);
     }
