@@ -19,7 +19,9 @@ constexpr char description[] =
 
 constexpr char exit_statuses[] =
     "Exit status: 0 played; 1 the clip, a decoder or an output file failed (a clip that is truncated or in "
-    "part damaged is played as far as it goes, and ends with 1); 2 usage; 3 no board; 130 interrupted.";
+    "part damaged is played as far as it goes, and ends with 1; first pictures that refer to what lies "
+    "before "
+    "the clip's beginning are told and are no failure); 2 usage; 3 no board; 130 interrupted.";
 
 std::string check_image_name(const std::string &name)
 {
@@ -71,16 +73,16 @@ void declare(CLI::App &app, Options &options)
         ->check(CLI::NonNegativeNumber)
         ->needs(snapshot);
     app.add_option("--seconds", options.seconds,
-                   "How long a still is shown; by default 5 on the real clock, and on the fast one no longer "
+                   "How long a still is shown; by default 5 with --clock real, else no longer "
                    "than it takes")
         ->option_text("N")
         ->check(CLI::NonNegativeNumber);
-    app.add_option(
-           "--give-up", options.give_up,
-           "End with an error when a decoder that has packets says nothing for so long; 0: wait without end")
+    app.add_option("--give-up", options.give_up,
+                   "End with an error when a decoder that has packets says nothing for so long, by default "
+                   "60; 0: wait "
+                   "without end")
         ->option_text("SECONDS")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+        ->check(CLI::NonNegativeNumber);
 }
 
 } // namespace

@@ -73,18 +73,17 @@ void declare(CLI::App &app, Options &options, Texts &texts)
     app.add_option("--seconds", options.seconds, "How long; by default until a signal")
         ->option_text("N")
         ->check(CLI::Validator(check_seconds, ""));
-    app.add_option("--give-up", options.give_up,
-                   "End with an error when an encoder says nothing for so long; 0: wait without end")
+    app.add_option(
+           "--give-up", options.give_up,
+           "End with an error when an encoder says nothing for so long, by default 60; 0: wait without end")
         ->option_text("SECONDS")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--channel", options.channel, "Of the video encoder")
         ->check(CLI::Range(0, 3))
         ->capture_default_str();
-    app.add_option("--standard", texts.standard, "30 pictures of 480 lines a second, or 25 of 576")
+    app.add_option("--standard", texts.standard, "30 pictures of 480 lines a second (default), or 25 of 576")
         ->option_text("ntsc|pal")
-        ->check(CLI::IsMember({"ntsc", "pal"}))
-        ->capture_default_str();
+        ->check(CLI::IsMember({"ntsc", "pal"}));
     app.add_flag("--view", options.view, "Show the picture on the display, where it moves with --clock real");
 }
 
