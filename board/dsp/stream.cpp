@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace orka::board {
 
@@ -92,9 +93,15 @@ bool Stream::open_for(Bytes packet)
                                      : open(codec);
 }
 
+/* A decoder of AAC goes on by another header: what overlaps the next packet's sound is not lost. */
+bool Stream::takes_header_on_packet() const
+{
+    return context_ && context_->codec_id == AV_CODEC_ID_AAC;
+}
+
 bool Stream::reopen_if_waiting(const FrameSink &sink)
 {
-    if (!header_waits_)
+    if (!header_waits_ || takes_header_on_packet())
         return true;
     const bool drained = drain(sink);
     context_.reset();
@@ -111,6 +118,11 @@ void Stream::fill_packet(const Packet &packet)
     packet_->pts = packet.tsms == no_tsms ? AV_NOPTS_VALUE : packet.tsms;
     packet_->duration = packet.duration;
     packet_->flags = packet.key ? AV_PKT_FLAG_KEY : 0;
+    if (!std::exchange(header_waits_, false))
+        return;
+    uint8_t *const header = static_cast<uint8_t *>(
+        av::need(av_packet_new_side_data(packet_.get(), AV_PKT_DATA_NEW_EXTRADATA, header_.size())));
+    std::memcpy(header, header_.data(), header_.size());
 }
 
 bool Stream::decode(const Packet &packet, const FrameSink &sink)

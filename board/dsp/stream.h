@@ -56,6 +56,7 @@ class Stream {
   private:
     bool open(AVCodecID codec);
     bool open_for(Bytes packet);
+    bool takes_header_on_packet() const;
     bool reopen_if_waiting(const FrameSink &sink);
     bool receive(const av::Listener &listener, const FrameSink &sink);
     void fill_packet(const Packet &packet);

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <optional>
+#include <string_view>
 
 #include "dsp/decoded_picture.h"
 #include "dsp/needed_codecs.h"
@@ -102,21 +104,56 @@ std::string objection(const VideoCodec &codec, const orka_idecode_video_params_t
 
 /* ---- The decoder ---- */
 
+/* How many pictures an H.264 decoder holds back at first, where the header's last message tells it. */
+std::optional<int> told_delay(Bytes header)
+{
+    constexpr std::string_view begin("\0\0\0\1\6\5\21orka, held back:", 23);
+    constexpr size_t end = 2; /* the number, and a closing bit */
+    constexpr int most = 16;
+    if (header.size() < begin.size() + end)
+        return std::nullopt;
+    const Bytes note = header.last(begin.size() + end);
+    if (!std::equal(begin.begin(), begin.end(), note.begin(),
+                    [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; }))
+        return std::nullopt;
+    return std::min<int>(note[begin.size()], most);
+}
+
+/*
+ * Where nobody tells, as many pictures are held back as a stream that does not tell its order may need,
+ * instead of losing the first one that comes out of order.
+ */
+void configure_order(AVCodecContext &context)
+{
+    const std::optional<int> told =
+        told_delay({context.extradata, static_cast<size_t>(context.extradata_size)});
+    context.has_b_frames = told.value_or(0);
+    if (!told)
+        context.strict_std_compliance = FF_COMPLIANCE_STRICT;
+}
+
 void configure(AVCodecContext &context, int width, int height, AVPixelFormat raw)
 {
     context.width = width;
     context.height = height;
     context.pix_fmt = raw;
-    /* Holds pictures back for as long as an H.264 stream that does not tell its order may need, instead of
-       losing the first one that comes out of order. */
     if (context.codec_id == AV_CODEC_ID_H264)
-        context.strict_std_compliance = FF_COMPLIANCE_STRICT;
+        configure_order(context);
+}
+
+/* The mark at the end of an MPEG-4 sequence, alone: to libavcodec it is a picture without a header. */
+bool is_mpeg4_end(uint32_t number, Bytes packet)
+{
+    constexpr uint32_t mpeg4_or_h263 = 1;
+    constexpr uint8_t mark[] = {0, 0, 1, 0xB1};
+    return number == mpeg4_or_h263 && std::ranges::equal(packet, mark);
 }
 
 class AvVideoDecoder : public VideoDecoder {
   public:
     AvVideoDecoder(const VideoCodec &codec, int width, int height)
-        : stream_(codec.choose,
+        : number_(codec.number),
+          stream_(codec.choose,
                   [=](AVCodecContext &context) { configure(context, width, height, codec.raw); }),
           converter_(std::make_shared<UyvyConverter>())
     {
@@ -125,7 +162,7 @@ class AvVideoDecoder : public VideoDecoder {
     bool header(std::span<const uint8_t> data) override { return stream_.header(data); }
     bool decode(const Packet &packet, const PictureSink &sink) override
     {
-        return stream_.decode(packet, pictures(sink));
+        return is_mpeg4_end(number_, packet.data) || stream_.decode(packet, pictures(sink));
     }
     bool drain(const PictureSink &sink) override { return stream_.drain(pictures(sink)); }
     void flush() override
@@ -162,6 +199,7 @@ class AvVideoDecoder : public VideoDecoder {
                                             : usual_duration;
     }
 
+    uint32_t number_;
     Stream stream_;
     std::shared_ptr<UyvyConverter> converter_;
     uint32_t expected_tsms_ = 0;

@@ -1,6 +1,7 @@
 #include "catalogue.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 
 #include "common/failure.h"
@@ -176,27 +177,40 @@ namespace {
 
 /* Of encoders whose streams need not name them: libavcodec tells them by the container's name for the codec.
  */
-bool is_named_by_container_alone(const AVCodecParameters &stream)
+bool is_named_by_container_alone(const AVCodecParameters &stream, std::span<const uint8_t> header)
 {
     constexpr uint32_t tags[] = {MKTAG('X', 'V', 'I', 'D'), MKTAG('X', 'V', 'I', 'X'),
                                  MKTAG('R', 'M', 'P', '4'), MKTAG('Z', 'M', 'P', '4'),
                                  MKTAG('S', 'I', 'P', 'P')};
     constexpr uint8_t user_data[] = {0, 0, 1, 0xB2};
-    const std::span header(stream.extradata, static_cast<size_t>(stream.extradata_size));
     return stream.codec_id == AV_CODEC_ID_MPEG4 &&
            std::ranges::find(tags, stream.codec_tag) != std::end(tags) &&
            std::search(header.begin(), header.end(), std::begin(user_data), std::end(user_data)) ==
                header.end();
 }
 
+/* User data in a supplemental message, by which the board knows it. */
+std::array<uint8_t, 25> reorder_note(int pictures)
+{
+    std::array<uint8_t, 25> note{0,   0,   0,   1,   6,   5,   17,  'o', 'r', 'k', 'a', ',', ' ',
+                                 'h', 'e', 'l', 'd', ' ', 'b', 'a', 'c', 'k', ':', 0,   0x80};
+    constexpr size_t number_at = 23;
+    note[number_at] = static_cast<uint8_t>(pictures);
+    return note;
+}
+
 } // namespace
 
-std::vector<uint8_t> codec_header(const AVCodecParameters &stream)
+std::vector<uint8_t> codec_header(const AVCodecParameters &stream, std::span<const uint8_t> extradata)
 {
     constexpr uint8_t name[] = {0, 0, 1, 0xB2, 'X', 'v', 'i', 'D', '0', '0', '0', '0'};
-    std::vector<uint8_t> header(stream.extradata, stream.extradata + stream.extradata_size);
-    if (is_named_by_container_alone(stream))
+    std::vector<uint8_t> header(extradata.begin(), extradata.end());
+    if (is_named_by_container_alone(stream, extradata))
         header.insert(header.end(), std::begin(name), std::end(name));
+    if (stream.codec_id == AV_CODEC_ID_H264) {
+        const auto note = reorder_note(stream.video_delay);
+        header.insert(header.end(), note.begin(), note.end());
+    }
     return header;
 }
 

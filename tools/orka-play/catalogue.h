@@ -2,6 +2,7 @@
 #ifndef ORKA_PLAY_CATALOGUE_H
 #define ORKA_PLAY_CATALOGUE_H
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,11 @@ orka_video_type_t video_type(const AVCodecParameters &stream, std::string &why);
 orka_idecode_audio_params_t audio_params(const AVCodecParameters &stream, orka_audio_type_t type);
 orka_idecode_video_params_t video_params(const AVCodecParameters &stream, orka_video_type_t type);
 
-/* What the decoder is told before the first packet: the codec's extradata, and what the container alone says. */
-std::vector<uint8_t> codec_header(const AVCodecParameters &stream);
+/*
+ * What the decoder is told before the first packet, or before one with another header: the codec's extradata,
+ * and what the container alone says.
+ */
+std::vector<uint8_t> codec_header(const AVCodecParameters &stream, std::span<const uint8_t> extradata);
 
 /* The image for a pair, either of which may be NONE; empty where the selection table serves none. */
 std::string select_image(orka_video_type_t video, orka_audio_type_t audio);

@@ -98,7 +98,10 @@ ClipPacket Clip::read()
         throw Failure("out of memory");
     const int error = av_read_frame(context_.get(), packet.get());
     if (error < 0) {
-        error_ = error == AVERROR_EOF && context_->pb ? context_->pb->error : error;
+        /* Some demuxers take the file's end for a failure. */
+        const bool at_end =
+            context_->pb && (error == AVERROR_EOF || (error == AVERROR(EIO) && context_->pb->eof_reached));
+        error_ = at_end ? context_->pb->error : error;
         return {};
     }
     damaged_ = damaged_ || cut_short_;

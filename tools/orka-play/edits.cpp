@@ -11,7 +11,7 @@ constexpr size_t skip_data_size = 10;
 
 } // namespace
 
-void Edits::note(const AVPacket &packet, uint32_t tsms)
+void Edits::note(const AVPacket &packet, uint32_t tsms, Which which)
 {
     size_t size = 0;
     const uint8_t *data = av_packet_get_side_data(&packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
@@ -20,7 +20,7 @@ void Edits::note(const AVPacket &packet, uint32_t tsms)
         mark.skip = AV_RL32(data);
         mark.padding = AV_RL32(data + 4);
     }
-    if (!mark.drop && !mark.skip)
+    if (which == Which::marked && !mark.drop && !mark.skip)
         return;
     std::lock_guard lock(mutex_);
     marks_.push_back(mark);
@@ -45,18 +45,21 @@ bool Edits::drops_picture(uint32_t tsms, uint32_t duration)
     return drop;
 }
 
-/* A packet that gave no sound passes what it wanted skipped on to the next that does. */
+/*
+ * A packet that gave no sound passes what it wanted skipped on to the next that does. Of a packet that gave
+ * several frames the first alone has its time stamp.
+ */
 std::optional<Edits::Mark> Edits::take_mark(uint32_t tsms)
 {
     std::lock_guard lock(mutex_);
-    while (!marks_.empty() && marks_.front().tsms <= tsms) {
-        const Mark mark = marks_.front();
-        marks_.pop_front();
-        skip_ = mark.skip.value_or(skip_);
-        if (mark.tsms == tsms)
-            return mark;
-    }
-    return std::nullopt;
+    const auto found =
+        std::find_if(marks_.begin(), marks_.end(), [tsms](const Mark &m) { return m.tsms == tsms; });
+    if (found == marks_.end())
+        return std::nullopt;
+    const Mark mark = *found;
+    std::for_each(marks_.begin(), found + 1, [this](const Mark &m) { skip_ = m.skip.value_or(skip_); });
+    marks_.erase(marks_.begin(), found + 1);
+    return mark;
 }
 
 Edits::Range Edits::kept_samples(uint32_t tsms, uint32_t count)

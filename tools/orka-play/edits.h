@@ -18,7 +18,9 @@ namespace orka::play {
  */
 class Edits {
   public:
-    void note(const AVPacket &packet, uint32_t tsms);
+    /* Sound notes every packet: times go back where an edit begins, and what lies before one has time 0. */
+    enum class Which { marked, every };
+    void note(const AVPacket &packet, uint32_t tsms, Which which);
 
     /*
      * How long a packet's picture is shown, in ms: one that is to be left out goes in with 0, which tells it

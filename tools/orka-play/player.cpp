@@ -109,7 +109,8 @@ std::unique_ptr<Player::Stream> Player::make_stream(const AVStream &source, cons
     auto stream = std::make_unique<Stream>();
     const AVCodecParameters &codec = *source.codecpar;
     stream->index = source.index;
-    stream->header = codec_header(codec);
+    stream->source = &codec;
+    stream->header = codec_header(codec, {codec.extradata, static_cast<size_t>(codec.extradata_size)});
     stream->begins_silent = codec.codec_id == AV_CODEC_ID_VORBIS;
     stream->queue_limit = params.bufcount;
     stream->decoder = std::make_unique<Decoder>(image, params);
@@ -230,8 +231,11 @@ void Player::feed(Stream &stream)
             .tsms = packet.tsms,
             .duration = Edits::duration(data, packet.duration),
         };
+        if (!put_new_header(stream, data))
+            return;
         if (stream.frames_in > 0 || !stream.begins_silent)
-            stream.edits.note(data, words.tsms);
+            stream.edits.note(data, words.tsms,
+                              &stream == audio_.get() ? Edits::Which::every : Edits::Which::marked);
         if (!put(stream, words, {data.data, static_cast<size_t>(data.size)}))
             return;
         if (words.tsms != no_time)
@@ -240,6 +244,17 @@ void Player::feed(Stream &stream)
     }
     if (!ending())
         put(stream, {.kind = ORKA_FRAME_TYPE_LAST}, {});
+}
+
+/* A packet that is coded by another header than those before it carries that: of a joined clip, say. */
+bool Player::put_new_header(Stream &stream, const AVPacket &packet)
+{
+    size_t size = 0;
+    const uint8_t *const data = av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
+    if (!data || size == 0)
+        return true;
+    const auto kind = static_cast<uint32_t>(stream.decoder->kind());
+    return put(stream, {.kind = kind, .flags = frame_header}, codec_header(*stream.source, {data, size}));
 }
 
 /* False when the player ends before the decoder has room. */

@@ -44,8 +44,9 @@ class Player {
     using Clock = std::chrono::steady_clock;
 
     struct Stream {
-        int index;                   /* in the clip */
-        std::vector<uint8_t> header; /* the codec's extradata */
+        int index;                                 /* in the clip */
+        const AVCodecParameters *source = nullptr; /* the clip's */
+        std::vector<uint8_t> header;               /* the codec's extradata */
         std::unique_ptr<Decoder> decoder;
         bool begins_silent;   /* no sound comes of its first packet, which an edit would be meant for */
         uint32_t queue_limit; /* frames */
@@ -87,6 +88,7 @@ class Player {
     static ClipPacket next_packet(Stream &stream);
     void feed(Stream &stream);
     static void count_damage(Stream &stream, const orka_idecode_frame_t &frame);
+    bool put_new_header(Stream &stream, const AVPacket &packet);
     bool obtain(Stream &stream, orka_idecode_frame_t &frame);
     bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);
     Patience patience_with(const Stream &stream) const;

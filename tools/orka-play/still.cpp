@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <span>
 #include <string_view>
 #include <thread>
 
@@ -59,6 +60,28 @@ std::vector<uint8_t> read_whole(const std::string &path)
     return data;
 }
 
+/* Whether another picture follows the first: thumbnails lie inside of segments, whose lengths lead past them.
+ */
+bool is_film_of_jpegs(std::span<const uint8_t> file)
+{
+    constexpr uint8_t start_of_image = 0xD8;
+    constexpr uint8_t end_of_image = 0xD9;
+    constexpr uint8_t start_of_scan = 0xDA;
+    bool in_scan = false;
+    for (size_t at = 2; at + 3 < file.size();) {
+        const uint8_t marker = file[at + 1];
+        if (file[at] != 0xFF || marker == 0xFF || (in_scan && (marker == 0 || (marker & 0xF8) == 0xD0))) {
+            at++;
+        } else if (marker == end_of_image) {
+            return file[at + 2] == 0xFF && file[at + 3] == start_of_image;
+        } else {
+            in_scan = marker == start_of_scan;
+            at += 2 + AV_RB16(&file[at + 2]);
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 orka_image_type_t still_type(const Clip &clip)
@@ -81,6 +104,8 @@ StillPlayer::StillPlayer(const Clip &clip, const Options &options, const std::at
     if (!options.subtitles.empty())
         throw Failure("--subtitles needs a film, and " + path_ + " is a still");
     file_ = read_whole(path_);
+    if (clip.format() == "jpeg_pipe" && is_film_of_jpegs(file_))
+        throw Failure(path_ + ": its pictures cannot be played: no codec image decodes mjpeg");
     check_board("/dev/idecode");
     const AVCodecParameters &picture = *clip.video()->codecpar;
     const Size size{static_cast<uint32_t>(picture.width), static_cast<uint32_t>(picture.height)};

@@ -50,6 +50,31 @@ TEST(BadInput, EmptyFileIsNoMediaFile)
     EXPECT_THAT(ending.err, HasSubstr("orka-play: " + file + ": "));
 }
 
+/* Frames of WMV 9 as the codec's conformance streams are kept; that format's reader fails at the file's end.
+ */
+TEST(BadInput, AConformanceStreamOfWmv9IsWhole)
+{
+    constexpr unsigned char head[] = {2,  0, 0, 0xC5, 4,  0, 0, 0, 0x06, 0xA1, 0x80, 0x01,
+                                      16, 0, 0, 0,    16, 0, 0, 0, 12,   0,    0,    0,
+                                      0,  0, 0, 0,    0,  0, 0, 0, 25,   0,    0,    0};
+    constexpr unsigned char key[] = {6, 0, 0, 0x80, 0, 0, 0, 0, 0x18, 0x2A, 0xB4, 0x80, 0x03, 0};
+    constexpr unsigned char repeat[] = {5, 0, 0, 0, 40, 0, 0, 0, 0x6C, 0x80, 0x08, 0x03, 0};
+    std::string data(std::begin(head), std::end(head));
+    data.append(std::begin(key), std::end(key)).append(std::begin(repeat), std::end(repeat));
+    const std::string file = scratch("two.rcv");
+    write_file(file, data);
+    const Ending ending = play({file});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+}
+
+TEST(BadInput, AFilmOfJpegsIsNoStill)
+{
+    const std::string file = clip("film.mjpeg", picture_source() + "-c:v mjpeg -f mjpeg");
+    const Ending ending = play({file});
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_THAT(ending.err, HasSubstr("its pictures cannot be played: no codec image decodes mjpeg\n"));
+}
+
 TEST(BadInput, AClipThatBeginsLateIsWhole)
 {
     const std::string arguments = picture_source() + "-vf setpts=PTS+10/TB -c:v mpeg4";

@@ -1,4 +1,5 @@
 /* Every codec, in a container that people keep it in: what comes out is what FFmpeg decodes, bit by bit. */
+#include <bitset>
 #include <gtest/gtest.h>
 #include <ostream>
 
@@ -152,6 +153,46 @@ TEST(Cut, ATransportStreamFromItsMidstOnIsPlayed)
     const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
     ASSERT_GE(expected.size(), 25u);
     EXPECT_EQ(sizes_and_hashes(contents(framemd5)), expected);
+}
+
+/* A stream that holds back fewer pictures than it needs: libavformat finds out how many FFmpeg's decoder
+ * needs. */
+TEST(Order, OfH264ThatTellsTooLittleIsFoundOut)
+{
+    std::string data = contents(clip("order.h264", picture_source("176x144", 2) +
+                                                       "-c:v libx264 -threads 1 -x264-params "
+                                                       "bframes=2:b-pyramid=0:b-adapt=0:keyint=24"));
+    const size_t begin = data.find(std::string("\0\0\0\1\x67", 5));
+    const size_t end = data.find(std::string("\0\0\0\1", 4), begin + 4);
+    std::string bits;
+    for (size_t at = begin; at < end; at++)
+        bits += std::bitset<8>(static_cast<unsigned char>(data[at])).to_string();
+    /* 1 held back of 3 kept, before the closing bit, becomes 0 of 7. */
+    const size_t last = bits.rfind('1') - 8;
+    ASSERT_EQ(bits.substr(last, 8), "01000100");
+    bits.replace(last, 8, "10001000");
+    for (size_t at = begin; at < end; at++)
+        data[at] = static_cast<char>(std::bitset<8>(bits.substr((at - begin) * 8, 8)).to_ulong());
+    const std::string file = scratch("order_told.h264");
+    write_file(file, data);
+    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+    ASSERT_GE(expected.size(), 40u);
+    EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+}
+
+/* The second part's header comes in mid-stream, beside its first packet. */
+TEST(Joined, FlvWithTwoHeadersIsDecodedByBoth)
+{
+    constexpr size_t file_header = 13;
+    const std::string first =
+        contents(clip("first.flv", picture_source("176x144") + "-c:v libx264 -threads 1"));
+    const std::string second =
+        contents(clip("second.flv", picture_source("176x144") + "-c:v libx264 -threads 1 -coder vlc"));
+    const std::string file = scratch("joined.flv");
+    write_file(file, first + second.substr(file_header));
+    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+    ASSERT_EQ(expected.size(), 50u);
+    EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
 }
 
 TEST(Joined, Mpeg1AndMpeg2InOneStreamAreBothDecoded)
