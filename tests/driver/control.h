@@ -1,4 +1,4 @@
-/* What the tests of the decoders' and of the encoders' control operations share. */
+/* What the tests of all interfaces' control operations share. */
 #ifndef ORKA_TESTS_CONTROL_H
 #define ORKA_TESTS_CONTROL_H
 
@@ -26,15 +26,18 @@ Bytes counted_bytes()
 
 /* A control operation; what it sends is empty where it has no record. */
 struct Operation {
-    const char *function;
+    const char *function; /* that reports */
     const Device &device;
     uint32_t request;
     Bytes sent;
     orka_status_t (*call)();
     const char *refused;
     const char *no_node;
+    orka_status_t status = ORKA_STATUS_ERROR; /* where it is refused */
+    uintptr_t argument = 0;                   /* of a request without a record */
+    const char *name = function;              /* of its own */
 
-    friend void PrintTo(const Operation &operation, std::ostream *stream) { *stream << operation.function; }
+    friend void PrintTo(const Operation &operation, std::ostream *stream) { *stream << operation.name; }
 };
 
 class ControlTest : public DriverTest, public testing::WithParamInterface<Operation> {
@@ -43,14 +46,14 @@ class ControlTest : public DriverTest, public testing::WithParamInterface<Operat
 
     void expect_sent()
     {
-        kernel.node(GetParam().device.node);
-        kernel.accept(GetParam().device.node, GetParam().request, record_size());
-        EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+        expect_done(0);
         Call call = only_request();
         EXPECT_STREQ(call.path, GetParam().device.node);
         EXPECT_EQ(call.request, GetParam().request);
         EXPECT_EQ(call.sent(), GetParam().sent);
-        EXPECT_EQ(call.argument == nullptr, GetParam().sent.empty());
+        if (GetParam().sent.empty()) {
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(call.argument), GetParam().argument);
+        }
     }
 
     void expect_sent_again()
@@ -62,12 +65,17 @@ class ControlTest : public DriverTest, public testing::WithParamInterface<Operat
         expect_one_request_twice(kernel);
     }
 
-    /* The request is refused with this result, whatever its sign. */
-    void expect_refused(int result)
+    /* The driver's answer is a success, or a refusal, whatever its sign. */
+    void expect_done(int answer)
     {
-        kernel.node(GetParam().device.node);
-        kernel.refuse(GetParam().device.node, GetParam().request, record_size(), EBUSY, result);
-        EXPECT_EQ(GetParam().call(), ORKA_STATUS_ERROR);
+        answer_request(answer);
+        EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+    }
+
+    void expect_refused(int answer)
+    {
+        answer_request(answer);
+        EXPECT_EQ(GetParam().call(), GetParam().status);
         EXPECT_EQ(log.take_error(), error_line(GetParam().function, GetParam().refused, EBUSY));
     }
 
@@ -81,6 +89,13 @@ class ControlTest : public DriverTest, public testing::WithParamInterface<Operat
         EXPECT_EQ(log.take_error(), GetParam().device.missing_line(ENODEV) +
                                         error_line(GetParam().function, GetParam().no_node));
         EXPECT_EQ(kernel.paths(Fn::open), names);
+    }
+
+  private:
+    void answer_request(int answer)
+    {
+        kernel.node(GetParam().device.node);
+        kernel.refuse(GetParam().device.node, GetParam().request, record_size(), EBUSY, answer);
     }
 };
 

@@ -1,5 +1,5 @@
 /* The capture interface's requests, its handle, and captured frames. */
-#include "driver/driver_test.h"
+#include "driver/control.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace {
 constexpr const char *node = "/dev/icapture";
 constexpr Device capture = {node, "/dev/icap", "orka_idevice_icap_fd",
                             "ORKA_IDEVICE: Opening ICapture Device '/dev/icapture'."};
-const std::string no_node_message = "ORKA_ICAPTURE: Obtaining ICapture FD.";
+constexpr char no_node_message[] = "ORKA_ICAPTURE: Obtaining ICapture FD.";
 const std::string invalid_message = "ORKA_ICAPTURE: Invalid Handle.";
 
 constexpr uint32_t base_request = 0xC0046307;
@@ -30,105 +30,66 @@ constexpr uint32_t length = 0x3000;
  * The exit handler forgets which descriptor it closed here, so that it would stay in use: it is closed before
  * that runs.
  */
-class CaptureTest : public DriverTest {
+template <typename Test>
+class ClosesCapture : public Test {
   protected:
     void TearDown() override
     {
         orka_idevice_icap_fd_close();
-        DriverTest::TearDown();
+        Test::TearDown();
     }
 };
 
-/* Parameters whose every byte tells where it is. */
-orka_capture_params_t *counted()
-{
-    static orka_capture_params_t params;
-    for (size_t i = 0; i < sizeof params; i++)
-        reinterpret_cast<uint8_t *>(&params)[i] = static_cast<uint8_t>(i * 7 + 1);
-    return &params;
-}
-
-Bytes counted_bytes()
-{
-    const auto *bytes = reinterpret_cast<const uint8_t *>(counted());
-    return {bytes, bytes + sizeof(orka_capture_params_t)};
-}
+using CaptureTest = ClosesCapture<DriverTest>;
 
 uint32_t control_record[2] = {0x80000001, 2};
 
-struct Operation {
-    const char *function;
-    uint32_t request;
-    Bytes sent;
-    orka_status_t (*call)();
-    const char *refused;
-
-    friend void PrintTo(const Operation &operation, std::ostream *stream) { *stream << operation.function; }
-};
+using Params = orka_capture_params_t;
 
 const Operation operations[] = {
-    {"orka_icapture_setup", 0xC0846300, counted_bytes(), [] { return orka_icapture_setup(counted()); },
-     "ORKA_ICAPTURE: ICapture setup."},
-    {"orka_icapture_vdecoder_control", 0xC008630C, words({0x80000001, 2}),
+    {"orka_icapture_setup", capture, 0xC0846300, counted_bytes<Params>(),
+     [] { return orka_icapture_setup(counted<Params>()); }, "ORKA_ICAPTURE: ICapture setup.",
+     no_node_message},
+    {"orka_icapture_vdecoder_control", capture, 0xC008630C, words({0x80000001, 2}),
      [] { return orka_icapture_vdecoder_control(control_record); },
-     "ORKA_ICAPTURE: Set/Get video decoder control parameters."},
-    {"orka_icapture_set_vchannels", 0x80046304, words({0x80000004}),
-     [] { return orka_icapture_set_vchannels(0x80000004); }, "ORKA_ICAPTURE: ICapture set video channels."},
-    {"orka_icapture_set_start_channel", 0x80046305, words({3}),
-     [] { return orka_icapture_set_start_channel(3); }, "ORKA_ICAPTURE: ICapture set start video channel."},
-    {"orka_icapture_set_enable", 0x80046301, words({1}), [] { return orka_icapture_set_enable(1); },
-     "ORKA_ICAPTURE: ICapture enable/disable."},
-    {"orka_icapture_set_passthru", 0x80046306, words({2}), [] { return orka_icapture_set_passthru(2); },
-     "ORKA_ICAPTURE: ICapture enable/disable."},
+     "ORKA_ICAPTURE: Set/Get video decoder control parameters.", no_node_message},
+    {"orka_icapture_set_vchannels", capture, 0x80046304, words({0x80000004}),
+     [] { return orka_icapture_set_vchannels(0x80000004); }, "ORKA_ICAPTURE: ICapture set video channels.",
+     no_node_message},
+    {"orka_icapture_set_start_channel", capture, 0x80046305, words({3}),
+     [] { return orka_icapture_set_start_channel(3); }, "ORKA_ICAPTURE: ICapture set start video channel.",
+     no_node_message},
+    {"orka_icapture_set_enable", capture, 0x80046301, words({1}), [] { return orka_icapture_set_enable(1); },
+     "ORKA_ICAPTURE: ICapture enable/disable.", no_node_message},
+    {"orka_icapture_set_passthru", capture, 0x80046306, words({2}),
+     [] { return orka_icapture_set_passthru(2); }, "ORKA_ICAPTURE: ICapture enable/disable.",
+     no_node_message},
 };
 
-class CaptureControl : public CaptureTest, public testing::WithParamInterface<Operation> {
-  protected:
-    void answer(int result)
-    {
-        kernel.node(node);
-        kernel.refuse(node, GetParam().request, GetParam().sent.size(), EBUSY, result);
-    }
-};
+class CaptureControl : public ClosesCapture<ControlTest> {};
 
 TEST_P(CaptureControl, SendsExactlyItsRecord)
 {
-    answer(0);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
-    const Call call = only_request();
-    EXPECT_STREQ(call.path, node);
-    EXPECT_EQ(call.request, GetParam().request);
-    EXPECT_EQ(call.sent(), GetParam().sent);
+    expect_sent();
 }
 
 TEST_P(CaptureControl, IsDoneWhenTheDriverAnswersAboveZero)
 {
-    answer(1);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+    expect_done(1);
 }
 
 TEST_P(CaptureControl, IsAnErrorWhenTheDriverRefuses)
 {
-    for (int result : {-1, -7}) {
-        answer(result);
-        EXPECT_EQ(GetParam().call(), ORKA_STATUS_ERROR);
-        EXPECT_EQ(log.take_error(), error_line(GetParam().function, GetParam().refused, EBUSY));
-    }
+    for (const int answer : {-1, -7})
+        expect_refused(answer);
 }
 
 TEST_P(CaptureControl, IsAnInputOutputFailureWithoutItsNode)
 {
-    kernel.missing(capture.fallback, ENODEV);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_IO);
-    EXPECT_EQ(log.take_error(),
-              capture.missing_line(ENODEV) + error_line(GetParam().function, no_node_message));
-    EXPECT_EQ(kernel.paths(Fn::open), (std::vector<std::string>{node, capture.fallback}));
+    expect_no_node();
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, CaptureControl, testing::ValuesIn(operations),
-                         [](const testing::TestParamInfo<Operation> &info) {
-                             return std::string(info.param.function);
-                         });
+INSTANTIATE_TEST_SUITE_P(Operations, CaptureControl, testing::ValuesIn(operations), row_name<Operation>);
 
 class CaptureRecord : public CaptureTest {};
 

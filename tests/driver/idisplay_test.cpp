@@ -1,5 +1,5 @@
 /* The display's requests, its ring of outputs, and its frame buffers. */
-#include "driver/driver_test.h"
+#include "driver/control.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -14,8 +14,8 @@ namespace {
 constexpr const char *node = "/dev/idecode";
 constexpr Device display = {node, nullptr, "orka_idevice_idecode_fd",
                             "ORKA_IDEVICE: Opening IDECODE Device '/dev/idecode'."};
-const std::string no_node_message = "ORKA_IDISPLAY: Obtaining IDecode FD.";
-const std::string channel_message = "ORKA_IDISPLAY: iDispaly getting channel dimension.";
+constexpr char no_node_message[] = "ORKA_IDISPLAY: Obtaining IDecode FD.";
+constexpr char channel_message[] = "ORKA_IDISPLAY: iDispaly getting channel dimension.";
 
 constexpr uint32_t set_output_request = 0x807C6833;
 constexpr uint32_t get_output_request = 0x407C683B;
@@ -53,127 +53,74 @@ Bytes row_qvga()
     return params_bytes("LCD", "QVGA", 320, 240, 0, -1, words({320, 240, 0, 0, 0}));
 }
 
-/* Parameters whose every byte tells where it is. */
-orka_display_params_t *counted()
-{
-    static orka_display_params_t params;
-    for (size_t i = 0; i < sizeof params; i++)
-        reinterpret_cast<uint8_t *>(&params)[i] = static_cast<uint8_t>(i * 7 + 1);
-    return &params;
-}
-
-Bytes counted_bytes()
-{
-    const auto *bytes = reinterpret_cast<const uint8_t *>(counted());
-    return {bytes, bytes + sizeof(orka_display_params_t)};
-}
-
 uint32_t dimension[2];
 
-struct Operation {
-    const char *name;
-    const char *function; /* that reports */
-    uint32_t request;
-    Bytes sent;
-    orka_status_t (*call)();
-    const char *refused;
-    orka_status_t status = ORKA_STATUS_ERROR; /* where it is refused */
-    uintptr_t argument = 0;                   /* of a request without a record */
-
-    friend void PrintTo(const Operation &operation, std::ostream *stream) { *stream << operation.name; }
-};
+using Params = orka_display_params_t;
 
 const Operation operations[] = {
-    {"setup", "orka_idisplay_setup", 0x807C6832, counted_bytes(),
-     [] { return orka_idisplay_setup(counted()); }, "Setting Up Video Display."},
-    {"set_output", "orka_idisplay_set_output", set_output_request, counted_bytes(),
-     [] { return orka_idisplay_set_output(counted()); }, "Select video output."},
-    {"get_output", "orka_idisplay_get_output", get_output_request, counted_bytes(),
-     [] { return orka_idisplay_get_output(counted()); }, "Select video output."},
-    {"enable",
-     "orka_idisplay_set_enable",
-     0x6834,
-     {},
-     orka_idisplay_enable,
-     "Enabling Display.",
-     ORKA_STATUS_ERROR,
-     1},
-    {"disable", "orka_idisplay_set_enable", 0x6834, {}, orka_idisplay_disable, "Disabling Display."},
-    {"set_enable",
-     "orka_idisplay_set_enable",
-     0x6834,
-     {},
-     [] { return orka_idisplay_set_enable(0x7654321); },
-     "Enabling Display.",
-     ORKA_STATUS_ERROR,
-     0x7654321},
-    {"teardown", "orka_idisplay_teardown", 0x6835, {}, orka_idisplay_teardown, "Tearing Down Video Display."},
-    {"resync", "orka_idisplay_resync", 0x6838, {}, orka_idisplay_resync, "Resyncing Display."},
-    {"mask", "orka_idisplay_mask", 0x6839, {}, orka_idisplay_mask, "Masking Display."},
-    {"unmask", "orka_idisplay_unmask", 0x683A, {}, orka_idisplay_unmask, "UnMasking Display."},
-    {"set_osd_zoom", "orka_idisplay_set_osd_zoom", 0x80086837, words({2, 0x80000003}),
-     [] { return orka_idisplay_set_osd_zoom(2, 0x80000003); }, "Setting OSD Zoom."},
-    {"set_resize", "orka_idisplay_set_resize", 0x80186424,
-     text("ABCDEFGH", 8) + text("abcdefgh", 8) + zeros(8),
-     [] { return orka_idisplay_set_resize("ABCDEFGHI", "abcdefghi"); }, "Video decode set resize."},
-    {"get_frame_dimension", "orka_idisplay_get_frame_dimension", dimension_request, words({0x80000001, 0, 0}),
+    {"orka_idisplay_setup", display, 0x807C6832, counted_bytes<Params>(),
+     [] { return orka_idisplay_setup(counted<Params>()); }, "ORKA_IDISPLAY: Setting Up Video Display.",
+     no_node_message},
+    {"orka_idisplay_set_output", display, set_output_request, counted_bytes<Params>(),
+     [] { return orka_idisplay_set_output(counted<Params>()); }, "ORKA_IDISPLAY: Select video output.",
+     no_node_message},
+    {"orka_idisplay_get_output", display, get_output_request, counted_bytes<Params>(),
+     [] { return orka_idisplay_get_output(counted<Params>()); }, "ORKA_IDISPLAY: Select video output.",
+     no_node_message},
+    {"orka_idisplay_set_enable", display, 0x6834, zeros(0), orka_idisplay_enable,
+     "ORKA_IDISPLAY: Enabling Display.", no_node_message, ORKA_STATUS_ERROR, 1, "orka_idisplay_enable"},
+    {"orka_idisplay_set_enable", display, 0x6834, zeros(0), orka_idisplay_disable,
+     "ORKA_IDISPLAY: Disabling Display.", no_node_message, ORKA_STATUS_ERROR, 0, "orka_idisplay_disable"},
+    {"orka_idisplay_set_enable", display, 0x6834, zeros(0),
+     [] { return orka_idisplay_set_enable(0x7654321); }, "ORKA_IDISPLAY: Enabling Display.", no_node_message,
+     ORKA_STATUS_ERROR, 0x7654321},
+    {"orka_idisplay_teardown", display, 0x6835, zeros(0), orka_idisplay_teardown,
+     "ORKA_IDISPLAY: Tearing Down Video Display.", no_node_message},
+    {"orka_idisplay_resync", display, 0x6838, zeros(0), orka_idisplay_resync,
+     "ORKA_IDISPLAY: Resyncing Display.", no_node_message},
+    {"orka_idisplay_mask", display, 0x6839, zeros(0), orka_idisplay_mask, "ORKA_IDISPLAY: Masking Display.",
+     no_node_message},
+    {"orka_idisplay_unmask", display, 0x683A, zeros(0), orka_idisplay_unmask,
+     "ORKA_IDISPLAY: UnMasking Display.", no_node_message},
+    {"orka_idisplay_set_osd_zoom", display, 0x80086837, words({2, 0x80000003}),
+     [] { return orka_idisplay_set_osd_zoom(2, 0x80000003); }, "ORKA_IDISPLAY: Setting OSD Zoom.",
+     no_node_message},
+    {"orka_idisplay_set_resize", display, 0x80186424, text("ABCDEFGH", 8) + text("abcdefgh", 8) + zeros(8),
+     [] { return orka_idisplay_set_resize("ABCDEFGHI", "abcdefghi"); },
+     "ORKA_IDISPLAY: Video decode set resize.", no_node_message},
+    {"orka_idisplay_get_frame_dimension", display, dimension_request, words({0x80000001, 0, 0}),
      [] { return orka_idisplay_get_frame_dimension(0x80000001, &dimension[0], &dimension[1]); },
-     "iDispaly getting channel dimension.", ORKA_STATUS_IO},
-    {"release_frame_buffer", "orka_idisplay_release_frame_buffer", 0x80046840, words({0x81234567}),
-     [] { return orka_idisplay_release_frame_buffer(0x81234567); }, "iDispaly getting channel dimension.",
+     channel_message, no_node_message, ORKA_STATUS_IO},
+    {"orka_idisplay_release_frame_buffer", display, 0x80046840, words({0x81234567}),
+     [] { return orka_idisplay_release_frame_buffer(0x81234567); }, channel_message, no_node_message,
      ORKA_STATUS_IO},
 };
 
-class DisplayControl : public DriverTest, public testing::WithParamInterface<Operation> {
-  protected:
-    void answer(int result)
-    {
-        kernel.node(node);
-        kernel.refuse(node, GetParam().request, GetParam().sent.size(), EBUSY, result);
-    }
-};
+class DisplayControl : public ControlTest {};
 
 TEST_P(DisplayControl, SendsExactlyItsRecord)
 {
-    answer(0);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
-    const Call call = only_request();
-    EXPECT_STREQ(call.path, node);
-    EXPECT_EQ(call.request, GetParam().request);
-    EXPECT_EQ(call.sent(), GetParam().sent);
-    if (GetParam().sent.empty()) {
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(call.argument), GetParam().argument);
-    }
+    expect_sent();
 }
 
 TEST_P(DisplayControl, IsDoneWhenTheDriverAnswersAboveZero)
 {
-    answer(1);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_SUCCESS);
+    expect_done(1);
 }
 
 TEST_P(DisplayControl, FailsWhenTheDriverRefuses)
 {
-    for (int result : {-1, -7}) {
-        answer(result);
-        EXPECT_EQ(GetParam().call(), GetParam().status);
-        EXPECT_EQ(log.take_error(), error_line(GetParam().function,
-                                               std::string("ORKA_IDISPLAY: ") + GetParam().refused, EBUSY));
-    }
+    for (const int answer : {-1, -7})
+        expect_refused(answer);
 }
 
 TEST_P(DisplayControl, IsAnInputOutputFailureWithoutItsNode)
 {
-    kernel.missing(node, EACCES);
-    EXPECT_EQ(GetParam().call(), ORKA_STATUS_IO);
-    EXPECT_EQ(log.take_error(),
-              display.missing_line(EACCES) + error_line(GetParam().function, no_node_message));
+    expect_no_node();
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, DisplayControl, testing::ValuesIn(operations),
-                         [](const testing::TestParamInfo<Operation> &info) {
-                             return std::string(info.param.name);
-                         });
+                         [](const auto &info) { return std::string(info.param.name); });
 
 class Display : public DriverTest {
   protected:
@@ -219,8 +166,8 @@ TEST_F(Display, LooksForItsNodeBeforeItLooksAtPointers)
 TEST_F(Display, HandsTheOutputsRecordsToTheDriverInPlace)
 {
     kernel.accept(node, set_output_request, 124);
-    EXPECT_EQ(orka_idisplay_set_output(counted()), ORKA_STATUS_SUCCESS);
-    EXPECT_EQ(only_request().argument, counted());
+    EXPECT_EQ(orka_idisplay_set_output(counted<Params>()), ORKA_STATUS_SUCCESS);
+    EXPECT_EQ(only_request().argument, counted<Params>());
 }
 
 TEST_F(Display, HasTheOutputThatTheDriverTells)
