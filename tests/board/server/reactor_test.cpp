@@ -28,6 +28,18 @@ struct Pipe {
     int ends[2];
 };
 
+/* False where nothing that it was given stopped it. */
+bool ends(Reactor &reactor)
+{
+    bool stopped = true;
+    reactor.at(Clock::now() + 20s, [&] {
+        stopped = false;
+        reactor.stop();
+    });
+    reactor.run();
+    return stopped;
+}
+
 TEST(ReactorTest, CallsTheHandlerOfAReadyDescriptor)
 {
     Reactor reactor;
@@ -138,7 +150,7 @@ TEST(ReactorTest, ATimerThatAlwaysComesBackDoesNotStarveDescriptors)
     again();
     pipe.fill();
     reactor.watch(pipe.ends[0], EPOLLIN, [&](uint32_t) { reactor.stop(); });
-    reactor.run();
+    EXPECT_TRUE(ends(reactor));
 }
 
 TEST(ReactorTest, PostedTasksRunOnTheReactorsThreadInOrder)
@@ -164,7 +176,7 @@ TEST(ReactorTest, ATaskPostedByATaskRuns)
 {
     Reactor reactor;
     reactor.post([&] { reactor.post([&] { reactor.stop(); }); });
-    reactor.run();
+    EXPECT_TRUE(ends(reactor));
 }
 
 TEST(ReactorTest, WaitingTakesNoProcessorTime)
