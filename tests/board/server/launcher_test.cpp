@@ -322,14 +322,6 @@ TEST_F(LauncherTest, ReclaimTakesTheBlocksOfAProgramThatIsGone)
               "open ok\nalloc 0x00100000\nopen ok\nalloc 0x00100000\nfree ok\n");
 }
 
-TEST_F(LauncherTest, ReclaimTakesTheBlocksOfAProgramThatWasKilled)
-{
-    const std::string killed =
-        std::string(probe) + " open alloc:1 die:9; sleep 0.1; " + probe + " open alloc:1";
-    EXPECT_EQ(on_board({"--reclaim"}, {"sh", "-c", killed}).out,
-              "open ok\nalloc 0x00100000\nopen ok\nalloc 0x00100000\n");
-}
-
 /* Trace and log. */
 
 TEST_F(LauncherTest, TheTraceHasALineForEachRequest)
@@ -510,6 +502,14 @@ TEST_F(ServeTest, AnIdleBoardTakesNoProcessorTime)
     const long before = ticks();
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     EXPECT_LE(ticks() - before, 1);
+    stop();
+}
+
+TEST_F(ServeTest, ReclaimTakesTheBlocksOfAProgramThatWasKilled)
+{
+    serve({"--reclaim"});
+    EXPECT_EQ(joined("open alloc:1 die:9").out, "open ok\nalloc 0x00100000\n");
+    EXPECT_TRUE(soon([&] { return joined("open alloc:1").out == "open ok\nalloc 0x00100000\n"; }));
     stop();
 }
 
