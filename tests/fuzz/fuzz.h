@@ -8,8 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
+
+#include "support/require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
@@ -17,14 +17,6 @@ namespace orka_test {
 
 /* No input of the driver's is longer; targets cut what is. */
 constexpr size_t longest_input = 4096;
-
-inline void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "fuzz target: %s\n", what);
-    abort();
-}
 
 } // namespace orka_test
 

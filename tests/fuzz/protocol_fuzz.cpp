@@ -7,9 +7,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "fuzz/board_options.h"
 #include "fuzz/fuzz.h"
-#include "fuzz/fuzz_board.h"
 #include "fuzz/script.h"
+#include "stepped_board/stepped_board.h"
 
 using namespace orka_test;
 namespace protocol = orka::board::protocol;
@@ -44,7 +45,7 @@ class Talk {
         if (clients_.empty())
             return connect(false);
         const size_t which = what / 16 % clients_.size();
-        FuzzClient &client = clients_[which];
+        SteppedClient &client = clients_[which];
         switch (what % 16) {
         case 0:
             return connect((script_.byte() & 1) != 0);
@@ -85,9 +86,9 @@ class Talk {
             board_.rest(rest_time);
     }
 
-    void read(FuzzClient &client)
+    void read(SteppedClient &client)
     {
-        while (std::optional<FuzzAnswer> answer = client.receive()) {
+        while (std::optional<SteppedAnswer> answer = client.receive()) {
             if (answer->passed >= 0 && files_.size() < most_files)
                 files_.push_back(std::move(answer->passed));
         }
@@ -110,7 +111,7 @@ class Talk {
     }
 
     /* A packet with the form of a request, mostly. */
-    void ask(FuzzClient &client)
+    void ask(SteppedClient &client)
     {
         const uint8_t form = script_.byte();
         protocol::request request{.operation = script_.byte() % 10u,
@@ -127,18 +128,18 @@ class Talk {
 
     void require_service()
     {
-        FuzzClient next = board_.connect();
+        SteppedClient next = board_.connect();
         next.hello();
         board_.work();
         board_.work(); /* the connection was in the first round, the packet may be in the second */
-        const std::optional<FuzzAnswer> answer = next.receive();
+        const std::optional<SteppedAnswer> answer = next.receive();
         require(answer && answer->reply.error == 0 && answer->reply.memory == board_.memory().size(),
                 "the board serves nobody any more");
     }
 
     Script &script_;
-    FuzzBoard board_;
-    std::vector<FuzzClient> clients_;
+    SteppedBoard board_;
+    std::vector<SteppedClient> clients_;
     std::vector<OwnedFd> files_;
     int rests_ = 0;
 };

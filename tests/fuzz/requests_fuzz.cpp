@@ -10,11 +10,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "fuzz/board_options.h"
 #include "fuzz/default_record.h"
 #include "fuzz/fuzz.h"
-#include "fuzz/fuzz_board.h"
 #include "fuzz/script.h"
 #include "orka_media.h"
+#include "stepped_board/stepped_board.h"
 
 using namespace orka_test;
 namespace board = orka::board;
@@ -40,7 +41,7 @@ struct File {
 
 /* A connection, and the request that it waits for. */
 struct Caller {
-    FuzzClient client;
+    SteppedClient client;
     uint32_t file = 0;
     const wire::request_row *row = nullptr;
 };
@@ -123,7 +124,7 @@ class Programs {
                             .flags = O_RDWR | ((node & 0x80) != 0 ? O_NONBLOCK : 0u)},
                            {});
         board_.work();
-        std::optional<FuzzAnswer> answer = caller.client.receive();
+        std::optional<SteppedAnswer> answer = caller.client.receive();
         require(answer && answer->passed >= 0, "a node did not open");
         add(static_cast<wire::node>(1 + node % (wire::node_count - 1)), std::move(answer->passed));
     }
@@ -218,7 +219,7 @@ class Programs {
 
     void hear(Caller &caller)
     {
-        const std::optional<FuzzAnswer> answer = caller.client.receive();
+        const std::optional<SteppedAnswer> answer = caller.client.receive();
         if (!answer)
             return;
         require(caller.row, "an answer to nothing");
@@ -280,7 +281,7 @@ class Programs {
     }
 
     Script &script_;
-    FuzzBoard board_;
+    SteppedBoard board_;
     std::vector<File> files_;
     std::vector<Caller> callers_;
     int rests_ = 0;

@@ -1,4 +1,4 @@
-#include "fuzz/fuzz_board.h"
+#include "stepped_board/stepped_board.h"
 
 #include <algorithm>
 #include <csignal>
@@ -11,8 +11,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "fuzz/fuzz.h"
 #include "server/devices.h"
+#include "support/require.h"
 
 namespace orka_test {
 
@@ -24,7 +24,7 @@ namespace {
 constexpr uint32_t memory_bytes = 32 << 20;
 constexpr uint32_t mebibyte = 1 << 20;
 
-/* Among those that an input can come to. */
+/* Among those that clients can come to. */
 int open_descriptors()
 {
     constexpr int most = 128;
@@ -62,7 +62,7 @@ OwnedFd::~OwnedFd()
 
 /* Clients. */
 
-FuzzClient::FuzzClient(const Server &, int listener)
+SteppedClient::SteppedClient(const Server &, int listener)
     : fd_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
 {
     sockaddr_un address{};
@@ -72,12 +72,12 @@ FuzzClient::FuzzClient(const Server &, int listener)
             "the board does not listen");
 }
 
-void FuzzClient::send(std::span<const uint8_t> packet) const
+void SteppedClient::send(std::span<const uint8_t> packet) const
 {
     ::send(fd_, packet.data(), packet.size(), MSG_NOSIGNAL);
 }
 
-void FuzzClient::send(protocol::request request, std::span<const uint8_t> payload) const
+void SteppedClient::send(protocol::request request, std::span<const uint8_t> payload) const
 {
     std::vector<uint8_t> packet(sizeof request + payload.size());
     memcpy(packet.data(), &request, sizeof request);
@@ -85,19 +85,19 @@ void FuzzClient::send(protocol::request request, std::span<const uint8_t> payloa
     send(packet);
 }
 
-void FuzzClient::hello() const
+void SteppedClient::hello() const
 {
     send({.operation = static_cast<uint32_t>(protocol::operation::hello), .version = protocol::version}, {});
 }
 
-void FuzzClient::cancel() const
+void SteppedClient::cancel() const
 {
     send({.operation = static_cast<uint32_t>(protocol::operation::cancel)}, {});
 }
 
-std::optional<FuzzAnswer> FuzzClient::receive()
+std::optional<SteppedAnswer> SteppedClient::receive()
 {
-    FuzzAnswer answer;
+    SteppedAnswer answer;
     uint8_t payload[protocol::payload_limit];
     iovec parts[] = {{&answer.reply, sizeof answer.reply}, {payload, sizeof payload}};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
@@ -123,10 +123,10 @@ std::optional<FuzzAnswer> FuzzClient::receive()
 
 /* The board. */
 
-FuzzBoard::Leftovers::Leftovers() : descriptors_(open_descriptors()), threads_(running_threads()) {}
+SteppedBoard::Leftovers::Leftovers() : descriptors_(open_descriptors()), threads_(running_threads()) {}
 
 /* A thread that was joined is gone a moment later. */
-FuzzBoard::Leftovers::~Leftovers()
+SteppedBoard::Leftovers::~Leftovers()
 {
     constexpr int patience = 10000;
     for (int i = 0; i < patience && running_threads() > threads_; i++)
@@ -135,7 +135,7 @@ FuzzBoard::Leftovers::~Leftovers()
     require(open_descriptors() <= descriptors_, "a descriptor is left");
 }
 
-FuzzBoard::FuzzBoard(const Options &options)
+SteppedBoard::SteppedBoard(const Options &options)
     : options_(options), memory_(memory_bytes), machine_{.reactor = reactor_,
                                                          .memory = memory_,
                                                          .options = options_,
@@ -157,19 +157,19 @@ FuzzBoard::FuzzBoard(const Options &options)
     attach_devices(*server_, machine_);
 }
 
-void FuzzBoard::work()
+void SteppedBoard::work()
 {
     reactor_.post([this] { reactor_.stop(); });
     reactor_.run();
 }
 
-void FuzzBoard::rest(std::chrono::milliseconds time)
+void SteppedBoard::rest(std::chrono::milliseconds time)
 {
     reactor_.at(Clock::now() + time, [this] { reactor_.stop(); });
     reactor_.run();
 }
 
-bool FuzzBoard::is_in_queues(uint32_t address, uint32_t length)
+bool SteppedBoard::is_in_queues(uint32_t address, uint32_t length)
 {
     const RangeAllocator &queues = memory_.queues();
     return address >= queues.base() &&
@@ -177,7 +177,7 @@ bool FuzzBoard::is_in_queues(uint32_t address, uint32_t length)
 }
 
 /* Whoever hangs up is noticed at once, but a file lives until its requests are answered. */
-void FuzzBoard::require_all_free()
+void SteppedBoard::require_all_free()
 {
     constexpr int rounds = 4;
     for (int round = 0; round < rounds; round++)
@@ -186,23 +186,18 @@ void FuzzBoard::require_all_free()
     require(!options_.reclaim || memory_.imem().blocks().empty(), "a block of IMEM is left");
 }
 
-/* The IMEM pool is the programs', the last page nobody's; the input writes to queues alone. */
-void FuzzBoard::require_nobody_elses_memory_touched() const
+/* The IMEM pool is the programs', the last page nobody's; whoever holds the board writes to queues alone. */
+void SteppedBoard::require_nobody_elses_memory_touched() const
 {
     const off_t first = lseek(memory_.fd(), mebibyte, SEEK_DATA);
     require(first < 0 || first >= static_cast<off_t>(memory_bytes / 8 * 3), "the IMEM pool was written to");
     require(lseek(memory_.fd(), memory_bytes - page_size, SEEK_DATA) < 0, "the last page was written to");
 }
 
-FuzzBoard::~FuzzBoard()
+SteppedBoard::~SteppedBoard()
 {
     require_all_free();
     require_nobody_elses_memory_touched();
-}
-
-Options options_by(uint8_t byte)
-{
-    return {.real_time = (byte & 1) != 0, .reclaim = (byte & 2) != 0, .camera = {}, .microphone = {}};
 }
 
 } // namespace orka_test

@@ -1,9 +1,9 @@
 /*
- * A whole board in the fuzz target's own thread, with its server, its drivers and the DSP's codecs, made anew
- * for each input. It moves only while work() or rest() is called.
+ * A whole board in the caller's own thread, with its server, its drivers and the DSP's codecs. It moves only
+ * while work() or rest() is called, and leaves nothing behind, whatever its clients sent.
  */
-#ifndef ORKA_TESTS_FUZZ_BOARD_H
-#define ORKA_TESTS_FUZZ_BOARD_H
+#ifndef ORKA_TESTS_STEPPED_BOARD_H
+#define ORKA_TESTS_STEPPED_BOARD_H
 
 #include <chrono>
 #include <memory>
@@ -34,21 +34,21 @@ class OwnedFd {
     int fd_;
 };
 
-struct FuzzAnswer {
+struct SteppedAnswer {
     orka::board::protocol::reply reply{};
     std::vector<uint8_t> out;
     OwnedFd passed;
 };
 
 /* A connection that does not wait for anything. */
-class FuzzClient {
+class SteppedClient {
   public:
-    explicit FuzzClient(const orka::board::Server &server, int listener);
+    explicit SteppedClient(const orka::board::Server &server, int listener);
 
     void send(std::span<const uint8_t> packet) const;
     void send(orka::board::protocol::request request, std::span<const uint8_t> payload) const;
     /* Nothing when there is none; each is checked for its form. */
-    std::optional<FuzzAnswer> receive();
+    std::optional<SteppedAnswer> receive();
     void hello() const;
     void cancel() const;
 
@@ -56,17 +56,17 @@ class FuzzClient {
     OwnedFd fd_;
 };
 
-class FuzzBoard {
+class SteppedBoard {
   public:
-    explicit FuzzBoard(const orka::board::Options &options);
-    /* Ends the program when something of the input's is left. Clients and files are closed by then. */
-    ~FuzzBoard();
-    FuzzBoard(const FuzzBoard &) = delete;
-    FuzzBoard &operator=(const FuzzBoard &) = delete;
+    explicit SteppedBoard(const orka::board::Options &options);
+    /* Ends the program when something of the clients' is left. Clients and files are closed by then. */
+    ~SteppedBoard();
+    SteppedBoard(const SteppedBoard &) = delete;
+    SteppedBoard &operator=(const SteppedBoard &) = delete;
 
     void work();                               /* all that is ready now */
     void rest(std::chrono::milliseconds time); /* so that the DSP's threads come to something */
-    FuzzClient connect() { return FuzzClient(*server_, listener_); }
+    SteppedClient connect() { return SteppedClient(*server_, listener_); }
     orka::board::Memory &memory() { return memory_; }
     /* True for a piece of the drivers' memory. */
     bool is_in_queues(uint32_t address, uint32_t length);
@@ -99,9 +99,6 @@ class FuzzBoard {
     int listener_; /* the server's */
     std::optional<orka::board::Server> server_;
 };
-
-/* The first byte of an input. */
-orka::board::Options options_by(uint8_t byte);
 
 } // namespace orka_test
 

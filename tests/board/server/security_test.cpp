@@ -13,19 +13,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "fuzz/fuzz_board.h"
 #include "server/directory_safety.h"
 #include "server/layouts.h"
 #include "server/runtime_directory.h"
+#include "stepped_board/stepped_board.h"
 
 namespace orka::board {
 namespace {
 
 namespace fs = std::filesystem;
-using orka_test::FuzzAnswer;
-using orka_test::FuzzBoard;
-using orka_test::FuzzClient;
 using orka_test::OwnedFd;
+using orka_test::SteppedAnswer;
+using orka_test::SteppedBoard;
+using orka_test::SteppedClient;
 using testing::EndsWith;
 using testing::StartsWith;
 
@@ -177,21 +177,21 @@ class NamedFiles : public InADirectory {
         }
         return record;
     }
-    FuzzAnswer ask(const protocol::request &request, std::span<const uint8_t> payload = {})
+    SteppedAnswer ask(const protocol::request &request, std::span<const uint8_t> payload = {})
     {
         client.send(request, payload);
         board.work();
         board.work(); /* the first time it is the connection that is new */
-        std::optional<FuzzAnswer> answer = client.receive();
+        std::optional<SteppedAnswer> answer = client.receive();
         EXPECT_TRUE(answer);
-        return answer ? std::move(*answer) : FuzzAnswer();
+        return answer ? std::move(*answer) : SteppedAnswer();
     }
     /* What a request with the name is answered, on a file of its own. */
     uint32_t error_of(const wire::request_row &row)
     {
-        const FuzzAnswer opened = ask({.operation = static_cast<uint32_t>(protocol::operation::open),
-                                       .node = static_cast<uint32_t>(row.node),
-                                       .flags = O_RDWR});
+        const SteppedAnswer opened = ask({.operation = static_cast<uint32_t>(protocol::operation::open),
+                                          .node = static_cast<uint32_t>(row.node),
+                                          .flags = O_RDWR});
         struct stat status {};
         EXPECT_EQ(fstat(opened.passed, &status), 0);
         const std::vector<uint8_t> record = naming(row);
@@ -205,8 +205,8 @@ class NamedFiles : public InADirectory {
 
     const std::string file = directory + "/f.bmp";
     const OwnedFd watch{inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
-    FuzzBoard board{{}};
-    FuzzClient client = board.connect();
+    SteppedBoard board{{}};
+    SteppedClient client = board.connect();
 };
 
 bool names_something(const wire::request_row &row)
