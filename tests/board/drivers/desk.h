@@ -210,6 +210,7 @@ class Desk {
     {
         on_reactor([&] { work(machine_.presentation); });
     }
+    uint64_t captured_us() { return machine_.capture.now_us(); } /* real time */
     template <typename Json>
     Json report()
     {

@@ -288,6 +288,7 @@ TEST_F(VideoControl, DecodersWorkSideBySide)
 
 /* ---- In real time ---- */
 
+/* Times are counted from before the first picture: nothing comes early, however slow the machine. */
 class VideoRealTime : public VideoDesk {
   protected:
     VideoRealTime() { desk.set_real_time(); }
@@ -296,14 +297,14 @@ class VideoRealTime : public VideoDesk {
 TEST_F(VideoRealTime, FramesAreGivenWhenTheyAreDue)
 {
     play(video);
+    const auto begin = Clock::now();
     for (const uint32_t tsms : {1000U, 1100U, 1200U})
         ASSERT_TRUE(feed(video, show, 0, tsms));
     ASSERT_EQ(video.get().status, wire::driver_done);
-    const auto begin = Clock::now();
     ASSERT_EQ(video.get().status, wire::driver_done);
-    EXPECT_GE(Clock::now() - begin, 70ms);
+    EXPECT_GE(Clock::now() - begin, 100ms);
     ASSERT_EQ(video.get().status, wire::driver_done);
-    EXPECT_GE(Clock::now() - begin, 170ms);
+    EXPECT_GE(Clock::now() - begin, 200ms);
     EXPECT_EQ(clock(video), 1200U);
 }
 
@@ -314,9 +315,8 @@ TEST_F(VideoRealTime, TheStreamEndsWhenItsLastPictureWasSeen)
     for (const uint32_t tsms : {0U, 150U})
         ASSERT_TRUE(feed(video, show, 0, tsms));
     ASSERT_TRUE(video.feed_last());
-    EXPECT_EQ(video.wait(20), wire::driver_timeout);
     EXPECT_EQ(video.wait(), wire::driver_done);
-    EXPECT_GE(Clock::now() - begin, 140ms);
+    EXPECT_GE(Clock::now() - begin, 150ms);
 }
 
 TEST_F(VideoRealTime, FastForwardDoesNotWaitForTimeStamps)
@@ -324,34 +324,33 @@ TEST_F(VideoRealTime, FastForwardDoesNotWaitForTimeStamps)
     play(video);
     ASSERT_EQ(video.order(wire::IDECODE_FASTFORWARD), 0);
     const auto begin = Clock::now();
-    for (const uint32_t tsms : {0U, 4000U, 8000U})
+    for (const uint32_t tsms : {0U, 9000U, 18'000U, 27'000U})
         ASSERT_TRUE(feed(video, show, 0, tsms, frame_key));
     ASSERT_TRUE(video.feed_last());
-    EXPECT_EQ(take_all(video).size(), 3U);
-    EXPECT_LT(Clock::now() - begin, 3s);
+    EXPECT_EQ(take_all(video).size(), 4U);
+    EXPECT_LT(Clock::now() - begin, eternity);
 }
 
 TEST_F(VideoRealTime, TimeStampsThatFallBackBeginANewTimeLine)
 {
     play(video);
+    const auto begin = Clock::now();
     for (const uint32_t tsms : {3600000U, 0U, 300U})
         ASSERT_TRUE(feed(video, show, 0, tsms));
-    ASSERT_EQ(video.get().status, wire::driver_done);
-    ASSERT_EQ(video.get().status, wire::driver_done);
-    const auto begin = Clock::now();
-    ASSERT_EQ(video.get().status, wire::driver_done);
-    EXPECT_GE(Clock::now() - begin, 200ms);
+    for (int i = 0; i < 3; i++)
+        ASSERT_EQ(video.get().status, wire::driver_done);
+    EXPECT_GE(Clock::now() - begin, 300ms);
 }
 
 TEST_F(VideoRealTime, AProgramThatTakesNothingPlaysInTime)
 {
     play(video);
+    const auto begin = Clock::now();
     for (uint32_t i = 0; i < 20; i++)
         ASSERT_TRUE(feed(video, show, 0, i * 40));
     ASSERT_TRUE(video.feed_last());
-    const auto begin = Clock::now();
     EXPECT_EQ(video.wait(), wire::driver_done);
-    EXPECT_GE(Clock::now() - begin, 500ms);
+    EXPECT_GE(Clock::now() - begin, 760ms);
     EXPECT_EQ(clock(video), 760U);
 }
 
