@@ -111,9 +111,11 @@ Process::~Process()
     close(err_);
 }
 
+/* Of one that was waited for there is none; kill() would take -1 for every process there is. */
 void Process::signal(int number) const
 {
-    kill(id_, number);
+    if (id_ > 0)
+        kill(id_, number);
 }
 
 int Process::wait()
