@@ -7,7 +7,7 @@
 namespace orka::board {
 
 CaptureWorker::CaptureWorker(Camera &camera, std::function<void(Captured)> done)
-    : camera_(camera), done_(std::move(done)), thread_([this] { loop(); })
+    : view_(camera.open()), done_(std::move(done)), thread_([this] { loop(); })
 {
 }
 
@@ -17,6 +17,7 @@ CaptureWorker::~CaptureWorker()
         const std::lock_guard lock(mutex_);
         quit_ = true;
     }
+    view_->cancel();
     bell_.ring();
     thread_.join();
 }
@@ -45,11 +46,10 @@ std::optional<CaptureJob> CaptureWorker::next_job()
 
 void CaptureWorker::loop()
 {
-    const std::unique_ptr<CameraView> view = camera_.open();
     while (const std::optional<CaptureJob> job = next_job()) {
         Captured captured;
         try {
-            captured.shown = take(*view, *job);
+            captured.shown = take(*job);
         } catch (const std::exception &failure) {
             captured.fault = failure.what();
         }
@@ -57,10 +57,10 @@ void CaptureWorker::loop()
     }
 }
 
-ShownPicture CaptureWorker::take(CameraView &view, const CaptureJob &job)
+ShownPicture CaptureWorker::take(const CaptureJob &job)
 {
     picture_.resize(job.standard.picture_size());
-    view.picture(job.standard, job.time_us, picture_);
+    view_->picture(job.standard, job.time_us, picture_);
     if (!job.buffer.empty())
         copy_frame(job, job.buffer);
     return shown_of(job);

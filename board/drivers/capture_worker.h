@@ -50,7 +50,7 @@ class CaptureWorker {
   public:
     /* done is called on the worker's thread after each job. */
     CaptureWorker(Camera &camera, std::function<void(Captured)> done);
-    ~CaptureWorker(); /* waits until the picture in work is made */
+    ~CaptureWorker(); /* ends the wait for a picture's source; waits until the picture in work is made */
     CaptureWorker(const CaptureWorker &) = delete;
     CaptureWorker &operator=(const CaptureWorker &) = delete;
 
@@ -60,11 +60,11 @@ class CaptureWorker {
   private:
     void loop();
     std::optional<CaptureJob> next_job();
-    ShownPicture take(CameraView &view, const CaptureJob &job);
+    ShownPicture take(const CaptureJob &job);
     void copy_frame(const CaptureJob &job, std::span<uint8_t> out) const;
     ShownPicture shown_of(const CaptureJob &job);
 
-    Camera &camera_;
+    const std::unique_ptr<CameraView> view_;
     const std::function<void(Captured)> done_;
     Bell bell_;
     std::mutex mutex_;

@@ -24,6 +24,7 @@ EncodeWorker::~EncodeWorker()
         const std::lock_guard lock(mutex_);
         quit_ = true;
     }
+    stream_->cancel();
     bell_->ring();
     thread_.join();
 }

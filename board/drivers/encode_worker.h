@@ -34,8 +34,8 @@ struct CaptureBegin {
 };
 
 /*
- * One medium, captured and encoded in units: a picture, or a packet's worth of sound. Made and ended on the
- * reactor's thread; everything else is called by the worker's alone.
+ * One medium, captured and encoded in units: a picture, or a packet's worth of sound. Made, cancelled and
+ * ended on the reactor's thread; everything else is called by the worker's alone.
  */
 class EncodeStream {
   public:
@@ -57,6 +57,9 @@ class EncodeStream {
     /* Gives what was held back; the stream is over. */
     virtual bool drain(const CodedSink &sink) = 0;
     virtual const std::string &error() const = 0;
+    /* Of what is captured nothing is waited for any more, also by a unit in work: the stream is about to end.
+     */
+    virtual void cancel() = 0;
 };
 
 /* What an encoder has done since its setup. */
@@ -78,7 +81,7 @@ class EncodeWorker {
      */
     EncodeWorker(CaptureClock &clock, std::shared_ptr<FrameQueue> frames, const orka_iencode_frame_t &form,
                  std::unique_ptr<EncodeStream> stream, std::function<void()> notify);
-    ~EncodeWorker(); /* waits until the codec is done with its unit */
+    ~EncodeWorker(); /* ends the wait for a unit's source; waits until the codec is done with it */
     EncodeWorker(const EncodeWorker &) = delete;
     EncodeWorker &operator=(const EncodeWorker &) = delete;
 

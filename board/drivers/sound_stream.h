@@ -41,6 +41,7 @@ class SoundStream final : public EncodeStream {
     void skip() override;
     bool drain(const CodedSink &sink) override;
     const std::string &error() const override { return error_; }
+    void cancel() override { microphone_->cancel(); }
 
   private:
     void capture();

@@ -21,6 +21,7 @@ StillWorker::~StillWorker()
         const std::lock_guard lock(mutex_);
         quit_ = true;
     }
+    view_->cancel();
     bell_->ring();
     thread_.join();
 }

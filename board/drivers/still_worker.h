@@ -30,7 +30,7 @@ class StillWorker {
     StillWorker(std::unique_ptr<CameraView> view, std::unique_ptr<ImageEncoder> codec,
                 std::shared_ptr<FrameQueue> frames, const orka_iencode_frame_t &form,
                 std::function<void(const std::string &why)> done);
-    ~StillWorker(); /* waits until the codec is done with its picture */
+    ~StillWorker(); /* ends the wait for a picture's source; waits until the codec is done with it */
     StillWorker(const StillWorker &) = delete;
     StillWorker &operator=(const StillWorker &) = delete;
 

@@ -53,6 +53,7 @@ class VideoStream final : public EncodeStream {
     void skip() override { number_++; }
     bool drain(const CodedSink &sink) override;
     const std::string &error() const override { return error_; }
+    void cancel() override { view_->cancel(); }
 
   private:
     /* Rounded up: the camera shows the picture from then on. */

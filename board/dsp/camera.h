@@ -9,11 +9,15 @@
 #define ORKA_BOARD_DSP_CAMERA_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 
 namespace orka::board {
+
+/* Whether to give up what is waited for of a source: asked again and again, from any thread. Empty: never. */
+using Stop = std::function<bool()>;
 
 /* A television standard, as the capture chip delivers it. */
 struct Standard {
@@ -44,13 +48,16 @@ class CameraView {
     /* The picture that the camera shows at that capture time (µs), as UYVY of the standard's size. Picture n
        of the standard is shown from n / rate s on. */
     virtual void picture(const Standard &standard, uint64_t time_us, std::span<uint8_t> uyvy) = 0;
+    /* From any thread: from now on no source is waited for, also by a picture that is being made. What the
+       pictures then show is of no use. */
+    virtual void cancel() {}
 };
 
 class Camera {
   public:
     /* source: empty for the test picture, else [FORMAT:]FILE. Null, and a text in why, where it does not
-     * open. */
-    static std::unique_ptr<Camera> create(const std::string &source, std::string &why);
+       open, or where it was to stop before it had. */
+    static std::unique_ptr<Camera> create(const std::string &source, std::string &why, const Stop &stop = {});
     virtual ~Camera() = default;
     virtual std::unique_ptr<CameraView> open() = 0; /* from any thread, at once: files open later */
 };
@@ -62,11 +69,13 @@ class MicrophoneView {
        time 0. */
     virtual void sound(uint32_t sample_rate, uint32_t channels, uint64_t first,
                        std::span<int16_t> samples) = 0;
+    virtual void cancel() {} /* as a camera's */
 };
 
 class Microphone {
   public:
-    static std::unique_ptr<Microphone> create(const std::string &source, std::string &why);
+    static std::unique_ptr<Microphone> create(const std::string &source, std::string &why,
+                                              const Stop &stop = {});
     virtual ~Microphone() = default;
     virtual std::unique_ptr<MicrophoneView> open() = 0;
 };

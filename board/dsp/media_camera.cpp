@@ -1,5 +1,6 @@
 #include "dsp/media_camera.h"
 
+#include <atomic>
 #include <utility>
 
 #include "dsp/device_reader.h"
@@ -16,6 +17,7 @@ class FileView final : public CameraView {
   public:
     explicit FileView(std::string source) : source_(std::move(source)) {}
     void picture(const Standard &standard, uint64_t time_us, std::span<uint8_t> uyvy) override;
+    void cancel() override { cancelled_ = true; }
 
   private:
     void begin(uint64_t time_us);
@@ -25,6 +27,7 @@ class FileView final : public CameraView {
     void jump_to(uint64_t place_us);
 
     const std::string source_;
+    std::atomic<bool> cancelled_ = false;
     std::unique_ptr<MediaStream> stream_;
     bool begun_ = false;
     uint64_t origin_us_ = 0; /* capture time at which the file begins first */
@@ -64,7 +67,7 @@ void FileView::open()
     std::string why;
     next_.reset();
     fetched_ = 0;
-    stream_ = MediaStream::open(source_, AVMEDIA_TYPE_VIDEO, why);
+    stream_ = MediaStream::open(source_, AVMEDIA_TYPE_VIDEO, why, [this] { return cancelled_.load(); });
     if (stream_)
         fetch();
 }
@@ -152,10 +155,11 @@ class DeviceCamera final : public Camera {
 
 } // namespace
 
-std::unique_ptr<MediaStream> open_checked(const std::string &source, AVMediaType type, std::string &why)
+std::unique_ptr<MediaStream> open_checked(const std::string &source, AVMediaType type, std::string &why,
+                                          const Stop &stop)
 {
     const av::Listener listener;
-    std::unique_ptr<MediaStream> stream = MediaStream::open(source, type, why);
+    std::unique_ptr<MediaStream> stream = MediaStream::open(source, type, why, stop);
     const av::Frame frame(av::need(av_frame_alloc()));
     if (!stream || stream->is_device() || stream->next(*frame) == MediaStream::Step::frame)
         return stream;
@@ -169,9 +173,9 @@ std::unique_ptr<Camera> make_device_camera(std::unique_ptr<MediaStream> stream)
     return std::make_unique<DeviceCamera>(std::move(stream));
 }
 
-std::unique_ptr<Camera> make_media_camera(const std::string &source, std::string &why)
+std::unique_ptr<Camera> make_media_camera(const std::string &source, std::string &why, const Stop &stop)
 {
-    std::unique_ptr<MediaStream> stream = open_checked(source, AVMEDIA_TYPE_VIDEO, why);
+    std::unique_ptr<MediaStream> stream = open_checked(source, AVMEDIA_TYPE_VIDEO, why, stop);
     if (!stream)
         return nullptr;
     if (stream->is_device())

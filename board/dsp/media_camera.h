@@ -15,15 +15,17 @@
 namespace orka::board {
 
 /* Null, and a text in why, where the source does not open or its first picture or sound cannot be decoded. */
-std::unique_ptr<Camera> make_media_camera(const std::string &source, std::string &why);
-std::unique_ptr<Microphone> make_media_microphone(const std::string &source, std::string &why);
+std::unique_ptr<Camera> make_media_camera(const std::string &source, std::string &why, const Stop &stop);
+std::unique_ptr<Microphone> make_media_microphone(const std::string &source, std::string &why,
+                                                  const Stop &stop);
 
 /* Of a stream that is read in a thread, as fast as it delivers. */
 std::unique_ptr<Camera> make_device_camera(std::unique_ptr<MediaStream> stream);
 std::unique_ptr<Microphone> make_device_microphone(std::unique_ptr<MediaStream> stream);
 
 /* Opens it, and sees whether anything can be decoded. */
-std::unique_ptr<MediaStream> open_checked(const std::string &source, AVMediaType type, std::string &why);
+std::unique_ptr<MediaStream> open_checked(const std::string &source, AVMediaType type, std::string &why,
+                                          const Stop &stop);
 
 } // namespace orka::board
 

@@ -1,6 +1,7 @@
 #include "dsp/media_camera.h"
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 #include <utility>
 
@@ -21,6 +22,7 @@ class FileSound final : public MicrophoneView {
   public:
     explicit FileSound(std::string source) : source_(std::move(source)) {}
     void sound(uint32_t sample_rate, uint32_t channels, uint64_t first, std::span<int16_t> samples) override;
+    void cancel() override { cancelled_ = true; }
 
   private:
     void begin(uint32_t sample_rate, uint32_t channels, uint64_t first);
@@ -37,6 +39,7 @@ class FileSound final : public MicrophoneView {
     uint64_t pending_end() const { return pending_first_ + pending_.size() / converter_->channels(); }
 
     const std::string source_;
+    std::atomic<bool> cancelled_ = false;
     std::unique_ptr<MediaStream> stream_;
     std::optional<SampleConverter> converter_;
     uint64_t origin_ = 0;    /* sample number at which the file begins first */
@@ -71,7 +74,7 @@ void FileSound::begin(uint32_t sample_rate, uint32_t channels, uint64_t first)
 void FileSound::open()
 {
     std::string why;
-    stream_ = MediaStream::open(source_, AVMEDIA_TYPE_AUDIO, why);
+    stream_ = MediaStream::open(source_, AVMEDIA_TYPE_AUDIO, why, [this] { return cancelled_.load(); });
     *converter_ = SampleConverter(converter_->sample_rate(), converter_->channels());
     fresh_ = true;
     ended_ = !stream_;
@@ -201,9 +204,10 @@ std::unique_ptr<Microphone> make_device_microphone(std::unique_ptr<MediaStream> 
     return std::make_unique<DeviceMicrophone>(std::move(stream));
 }
 
-std::unique_ptr<Microphone> make_media_microphone(const std::string &source, std::string &why)
+std::unique_ptr<Microphone> make_media_microphone(const std::string &source, std::string &why,
+                                                  const Stop &stop)
 {
-    std::unique_ptr<MediaStream> stream = open_checked(source, AVMEDIA_TYPE_AUDIO, why);
+    std::unique_ptr<MediaStream> stream = open_checked(source, AVMEDIA_TYPE_AUDIO, why, stop);
     if (!stream)
         return nullptr;
     if (stream->is_device())

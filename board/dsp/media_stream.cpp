@@ -41,7 +41,8 @@ bool is_hardware(const AVInputFormat &format)
 
 } // namespace
 
-std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMediaType type, std::string &why)
+std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMediaType type, std::string &why,
+                                               Stop stop)
 {
     const av::Listener listener;
     const bool video = type == AVMEDIA_TYPE_VIDEO;
@@ -51,7 +52,7 @@ std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMedi
         why = who + ": " + why;
         return nullptr;
     }
-    std::unique_ptr<MediaStream> media(new MediaStream(*libraries));
+    std::unique_ptr<MediaStream> media(new MediaStream(*libraries, std::move(stop)));
     int error = media->open_input(source);
     if (error >= 0)
         error = media->open_decoder(type);
@@ -64,8 +65,16 @@ std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMedi
 
 int MediaStream::open_input(const std::string &source)
 {
-    const Source parsed = parse(source, libraries_);
+    Source parsed = parse(source, libraries_);
+    if (Fifo::is_at(parsed.name)) {
+        if (const int error = fifo_.open(parsed.name, [this] { return stopped(); }); error != 0)
+            return AVERROR(error);
+        parsed.name = fifo_.url();
+    }
     AVFormatContext *context = av::need(libraries_.alloc_context());
+    context->interrupt_callback = {
+        [](void *stream) { return static_cast<int>(static_cast<const MediaStream *>(stream)->stopped()); },
+        this};
     if (parsed.format != nullptr && is_hardware(*parsed.format))
         context->flags |= AVFMT_FLAG_NONBLOCK;
     /* Frees the context on failure. */

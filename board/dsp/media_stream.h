@@ -7,6 +7,8 @@
 #include <string>
 
 #include "dsp/av.h"
+#include "dsp/camera.h"
+#include "dsp/fifo.h"
 #include "dsp/media_libraries.h"
 
 namespace orka::board {
@@ -17,9 +19,11 @@ class MediaStream {
     /*
      * source: [FORMAT:]NAME. What stands before the first colon is a format where libavformat knows it as
      * one, unless a file has that whole name or "//" follows. type: video or sound. Null, and a text in why,
-     * where it does not open or holds no such stream.
+     * where it does not open or holds no such stream. Once stop says so, now or while the stream lives, what
+     * waits for the source ends: opening fails, and the stream is at its end.
      */
-    static std::unique_ptr<MediaStream> open(const std::string &source, AVMediaType type, std::string &why);
+    static std::unique_ptr<MediaStream> open(const std::string &source, AVMediaType type, std::string &why,
+                                             Stop stop = {});
 
     enum class Step : uint8_t { frame, not_yet, end };
     /* Damaged packets are skipped. Only a device is ever not yet ready. */
@@ -43,17 +47,20 @@ class MediaStream {
     };
     using Format = std::unique_ptr<AVFormatContext, Close>;
 
-    explicit MediaStream(const MediaLibraries &libraries)
-        : libraries_(libraries), format_(nullptr, Close{&libraries})
+    MediaStream(const MediaLibraries &libraries, Stop stop)
+        : libraries_(libraries), stop_(std::move(stop)), format_(nullptr, Close{&libraries})
     {
     }
     int open_input(const std::string &source);
     int open_decoder(AVMediaType type);
     int feed();
+    bool stopped() const { return stop_ && stop_(); }
     void keep_time(const AVFrame &frame);
     const AVStream &stream() const { return *format_->streams[index_]; }
 
     const MediaLibraries &libraries_;
+    const Stop stop_;
+    Fifo fifo_; /* which the format reads, where it is one */
     Format format_;
     av::Context decoder_;
     av::Packet packet_;

@@ -29,6 +29,7 @@ class ControlledView final : public CameraView {
         view_->picture(standard, time_us, uyvy);
         adjust(uyvy, controls_.settings());
     }
+    void cancel() override { view_->cancel(); }
 
   private:
     std::unique_ptr<CameraView> view_;
