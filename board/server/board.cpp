@@ -24,10 +24,12 @@ void take_all_descriptors()
 
 /* What was made, or an exception that says why it was not. */
 template <typename Source>
-std::unique_ptr<Source> source_of(const std::string &name)
+std::unique_ptr<Source> source_of(const std::string &name, const Stop &stop)
 {
     std::string why;
-    std::unique_ptr<Source> source = Source::create(name, why);
+    std::unique_ptr<Source> source = Source::create(name, why, stop);
+    if (!source && stop())
+        throw StoppedAtStart();
     if (!source)
         throw std::runtime_error(why);
     return source;
@@ -35,7 +37,7 @@ std::unique_ptr<Source> source_of(const std::string &name)
 
 } // namespace
 
-Board::Board(const BoardOptions &options, int listener)
+Board::Board(const BoardOptions &options, int listener, const Stop &stop)
     : options_(options.drivers),
       log_file_(options.log.empty() ? nullptr : std::make_unique<LineFile>(options.log)),
       trace_(options.trace.empty() ? Trace() : Trace(options.trace)),
@@ -46,8 +48,8 @@ Board::Board(const BoardOptions &options, int listener)
                .log = [this](const std::string &line) { log(line); },
                .dsp_image = {},
                .capture = CaptureClock(options.drivers.real_time)},
-      camera_(with_controls(source_of<Camera>(options.drivers.camera), machine_.picture_controls)),
-      microphone_(source_of<Microphone>(options.drivers.microphone)),
+      camera_(with_controls(source_of<Camera>(options.drivers.camera, stop), machine_.picture_controls)),
+      microphone_(source_of<Microphone>(options.drivers.microphone, stop)),
       server_(machine_, listener, &trace_, options.faults)
 {
     take_all_descriptors();

@@ -2,6 +2,7 @@
 #ifndef ORKA_BOARD_SERVER_BOARD_H
 #define ORKA_BOARD_SERVER_BOARD_H
 
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -12,11 +13,15 @@
 
 namespace orka::board {
 
+/* A board was to end before it had begun. */
+class StoppedAtStart : public std::exception {};
+
 class Board {
   public:
-    /* listener: from listen_at(), the board's own from now on. Throws std::system_error, and
-       std::runtime_error where the camera or the microphone does not open. */
-    Board(const BoardOptions &options, int listener);
+    /* listener: from listen_at(), the board's own from now on. stop: while the camera and the microphone
+       open, and a device as long as it is read. Throws std::system_error; std::runtime_error where the camera
+       or the microphone does not open, and StoppedAtStart where that was to stop. */
+    Board(const BoardOptions &options, int listener, const Stop &stop);
     ~Board();
     Board(const Board &) = delete;
     Board &operator=(const Board &) = delete;

@@ -58,6 +58,18 @@ sigset_t set_of(std::span<const int> signals)
     return set;
 }
 
+/* One of these that has come and is blocked; 0 where none has. */
+int pending_of(std::span<const int> signals)
+{
+    sigset_t pending;
+    sigpending(&pending);
+    for (const int one : signals) {
+        if (sigismember(&pending, one) == 1)
+            return one;
+    }
+    return 0;
+}
+
 std::string with_those_preloaded(const std::string &preload)
 {
     const char *const others = getenv("LD_PRELOAD");
@@ -201,20 +213,22 @@ int run_on_board(const Command &command, const Program &program)
 {
     const bool joins = !command.socket.empty();
     const sigset_t signals = awaited_signals();
-    const RuntimeDirectory directory;
-    const std::string socket = joins ? absolute_path(command.socket) : socket_in(directory.path());
     Preparation prepared{.program = program};
-    std::optional<PrivateBoard> board;
     sigset_t mask;
 
     if (joins)
-        const BoardClient answering(socket);
+        const BoardClient answering(command.socket);
+    sigprocmask(SIG_BLOCK, &signals, &mask);
+    const RuntimeDirectory directory;
+    const std::string socket = joins ? absolute_path(command.socket) : socket_in(directory.path());
+    std::optional<PrivateBoard> board;
     if (const auto status = prepare(command, directory.path(), socket, prepared))
         return *status;
     signal(SIGCHLD, SIG_DFL); /* an inherited SIG_IGN would reap the program unseen */
-    sigprocmask(SIG_BLOCK, &signals, &mask);
-    if (!joins && !board.emplace(command.board, directory.path()).running())
-        return board_failure;
+    if (!joins && !board.emplace(command.board, directory.path(), set_of(ending_signals)).running()) {
+        const int number = pending_of(ending_signals);
+        return number != 0 ? killed + number : board_failure;
+    }
     const int status = run_prepared(prepared, board ? &*board : nullptr, mask, signals);
     if (board && board->stop() == 0u)
         say(why_not_connected(program, prepared.shim_triples));
@@ -247,23 +261,36 @@ void print_environment(const std::string &socket, const std::string &directory)
               << std::flush;
 }
 
+/* Until one of the ending signals, which are blocked, has come. */
+void serve_at(int listener, const std::string &socket, const std::string &directory,
+              const BoardOptions &options)
+{
+    const sigset_t signals = set_of(ending_signals);
+    Board board(options, listener, [] { return pending_of(ending_signals) != 0; });
+    const std::unique_ptr<View> view = view_of(board, options.view);
+    const int told = signalfd(-1, &signals, SFD_CLOEXEC);
+    board.reactor().watch(told, EPOLLIN, [&](uint32_t) { board.reactor().stop(); });
+    print_environment(socket, directory);
+    board.reactor().run();
+    close(told);
+}
+
 int serve_until_told(const Command &command)
 {
     const sigset_t signals = set_of(ending_signals);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGPIPE, SIG_IGN);
     const RuntimeDirectory directory;
     const std::string socket =
         command.socket.empty() ? socket_in(directory.path()) : absolute_path(command.socket);
 
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    signal(SIGPIPE, SIG_IGN);
     find_shims(directory.path(), command);
-    Board board(command.board, listen_at(socket));
-    const std::unique_ptr<View> view = view_of(board, command.board.view);
-    const int told = signalfd(-1, &signals, SFD_CLOEXEC);
-    board.reactor().watch(told, EPOLLIN, [&](uint32_t) { board.reactor().stop(); });
-    print_environment(socket, directory.path());
-    board.reactor().run();
-    close(told);
+    const int listener = listen_at(socket);
+    try {
+        serve_at(listener, socket, directory.path(), command.board);
+    } catch (const StoppedAtStart &) {
+        /* As at any other time. */
+    }
     unlink(socket.c_str());
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -39,10 +40,17 @@ void leave_the_launcher(int &listener, int &leash)
     close(null);
 }
 
+/* The launcher says stop, or is gone. */
+bool is_pulled(int leash)
+{
+    pollfd pulled{.fd = leash, .events = POLLIN | POLLRDHUP};
+    return poll(&pulled, 1, 0) > 0;
+}
+
 /* The directory goes first: nothing that ends badly while the board is taken apart leaves it behind. */
 int serve_on_leash(const BoardOptions &options, const std::string &directory, int listener, int leash)
 {
-    Board board(options, listener);
+    Board board(options, listener, [leash] { return is_pulled(leash); });
     const std::unique_ptr<View> view = view_of(board, options.view);
     board.reactor().watch(leash, EPOLLIN | EPOLLRDHUP, [&](uint32_t) { board.reactor().stop(); });
     if (send(leash, &ready, 1, MSG_NOSIGNAL) == 1)
@@ -60,6 +68,8 @@ int serve_on_leash(const BoardOptions &options, const std::string &directory, in
     leave_the_launcher(listener, leash);
     try {
         status = serve_on_leash(options, directory, listener, leash);
+    } catch (const StoppedAtStart &) {
+        remove_runtime_directory(directory);
     } catch (const std::exception &error) {
         remove_runtime_directory(directory);
         say(error.what());
@@ -77,9 +87,21 @@ bool receive_in_time(int fd, void *data, size_t length)
     return count == 1 && recv(fd, data, length, 0) == static_cast<ssize_t>(length);
 }
 
+/* What the server says, unless a signal comes before. */
+bool hears_ready(int leash, const sigset_t &ending)
+{
+    const int told = signalfd(-1, &ending, SFD_CLOEXEC);
+    pollfd waiting[] = {{.fd = leash, .events = POLLIN}, {.fd = told, .events = POLLIN}};
+    while (poll(waiting, 2, -1) < 0 && errno == EINTR)
+        ;
+    close(told);
+    char answer = 0;
+    return waiting[0].revents != 0 && recv(leash, &answer, 1, 0) == 1 && answer == ready;
+}
+
 } // namespace
 
-PrivateBoard::PrivateBoard(const BoardOptions &options, const std::string &directory)
+PrivateBoard::PrivateBoard(const BoardOptions &options, const std::string &directory, const sigset_t &ending)
 {
     int leash[2];
     const int listener = listen_at(socket_in(directory));
@@ -96,8 +118,7 @@ PrivateBoard::PrivateBoard(const BoardOptions &options, const std::string &direc
     leash_ = leash[0];
     if (process_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
-    char answer = 0;
-    running_ = recv(leash_, &answer, 1, 0) == 1 && answer == ready;
+    running_ = hears_ready(leash_, ending);
 }
 
 PrivateBoard::~PrivateBoard()

@@ -2,6 +2,7 @@
 #ifndef ORKA_BOARD_SERVER_PRIVATE_BOARD_H
 #define ORKA_BOARD_SERVER_PRIVATE_BOARD_H
 
+#include <csignal>
 #include <optional>
 #include <string>
 
@@ -17,9 +18,10 @@ namespace orka::board {
  */
 class PrivateBoard {
   public:
-    /* Listens in directory and returns when programs can connect. Throws std::system_error; false from
-       running() where the server has said itself why there is none. The caller must be single-threaded. */
-    PrivateBoard(const BoardOptions &options, const std::string &directory);
+    /* Listens in directory and returns when programs can connect, or when one of the ending signals, which
+       are blocked, is pending before. Throws std::system_error; false from running() after such a signal, or
+       where the server has said itself why there is none. The caller must be single-threaded. */
+    PrivateBoard(const BoardOptions &options, const std::string &directory, const sigset_t &ending);
     ~PrivateBoard();
     PrivateBoard(const PrivateBoard &) = delete;
     PrivateBoard &operator=(const PrivateBoard &) = delete;

@@ -3,11 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include <sys/stat.h>
+
 #include "board/server/command.h"
+#include "board/soon.h"
 
 namespace orka::board {
 namespace {
 
+using orka_test::soon;
 using testing::HasSubstr;
 using testing::Not;
 using Words = std::vector<std::string>;
@@ -64,6 +70,66 @@ TEST(CameraOptions, ServeSaysItToo)
     EXPECT_EQ(outcome.status, 125);
     EXPECT_EQ(outcome.err, "orka-board: camera /no/such.avi: No such file or directory\n");
 }
+
+/* A camera that does not come to open: a FIFO whose writer is silent. */
+class SilentCameraAtTheStart : public testing::TestWithParam<int> {
+  protected:
+    SilentCameraAtTheStart()
+    {
+        char name[] = "/tmp/orka-camera-test-XXXXXX";
+        directory = mkdtemp(name);
+        runtime = directory / "run";
+        std::filesystem::create_directory(runtime);
+        setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+        EXPECT_EQ(mkfifo(fifo().c_str(), 0600), 0);
+    }
+    ~SilentCameraAtTheStart() override
+    {
+        close(writer);
+        std::filesystem::remove_all(directory);
+    }
+    std::string fifo() const { return directory / "camera"; }
+
+    /* The signal comes while the board waits for the camera. */
+    Outcome ended(const Words &words)
+    {
+        Running running(words);
+        EXPECT_TRUE(soon([this] {
+            writer = open(fifo().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+            return writer >= 0;
+        })) << "the board does not open it";
+        kill(running.process(), GetParam());
+        return running.finish();
+    }
+
+    std::filesystem::path directory;
+    std::filesystem::path runtime;
+    int writer = -1;
+};
+
+TEST_P(SilentCameraAtTheStart, EndsARunByASignalBeforeItsProgramBegan)
+{
+    const Outcome outcome =
+        ended({ORKA_BOARD_PROGRAM, "run", "--camera", fifo(), "--", "sh", "-c", "echo ran"});
+    EXPECT_EQ(outcome.status, 128 + GetParam());
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(std::filesystem::is_empty(runtime));
+}
+
+TEST_P(SilentCameraAtTheStart, EndsServingByASignalAsAtAnyOtherTime)
+{
+    const std::string socket = directory / "socket";
+    const Outcome outcome = ended({ORKA_BOARD_PROGRAM, "serve", "--socket", socket, "--camera", fifo()});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(std::filesystem::is_empty(runtime));
+    EXPECT_FALSE(std::filesystem::exists(socket));
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, SilentCameraAtTheStart, testing::Values(SIGINT, SIGTERM, SIGHUP),
+                         [](const auto &info) { return std::string(sigabbrev_np(info.param)); });
 
 TEST(CameraOptions, DoNotApplyToABoardThatAlreadyRuns)
 {
