@@ -1,8 +1,11 @@
 /*
  * What a driver of the board is: an object with a row of requests behind one device node.
  *
- * Drivers run on the reactor's thread alone and never block it. A request that has to wait keeps its Call and
- * answers later; threads of the DSP hand their results in through Reactor::post.
+ * Drivers run on the reactor's thread alone. A request that has to wait keeps its Call and answers later;
+ * threads of the DSP hand their results in through Reactor::post. Ending such a thread (tear-down, last
+ * close, another setup) is what blocks the reactor: it ends the thread's waits for room, time and the
+ * camera's or microphone's source first, and then waits until the codec is done with the unit that it has in
+ * work.
  */
 #ifndef ORKA_BOARD_DRIVER_H
 #define ORKA_BOARD_DRIVER_H
