@@ -1,5 +1,7 @@
 /* orka-ctl: looks at a board and sets it, through the library's public calls. */
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include <CLI/CLI.hpp>
 
@@ -28,11 +30,19 @@ constexpr char notes[] = "Examples:\n"
                          "\n"
                          "Exit status: 0 done; 1 the board refused, or a file failed; 2 usage; 3 no board.";
 
-} // namespace
+using namespace orka;
 
-int main(int argc, char **argv)
+/* What was said has to have arrived: a full disk shows here. errno is of the last write that failed. */
+int checked_output(int status)
 {
-    using namespace orka;
+    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+        return status;
+    fprintf(stderr, "orka-ctl: standard output: %s\n", strerror(errno != 0 ? errno : EIO));
+    return status == status_done ? status_failed : status;
+}
+
+int run(int argc, char **argv)
+{
     CLI::App app(description, "orka-ctl");
     app.footer(notes);
     app.set_version_flag("--version", ORKA_VERSION);
@@ -54,4 +64,11 @@ int main(int argc, char **argv)
         return say("orka-ctl", failure);
     }
     return status_done;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return checked_output(run(argc, argv));
 }

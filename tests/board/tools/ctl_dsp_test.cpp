@@ -3,21 +3,13 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "board/tools/support.h"
+#include "board/tools/ctl.h"
 
 namespace orka_tools_test {
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-
-const std::string ctl = ORKA_CTL_PROGRAM;
-
-/* Programs one after the other, on one board. */
-Ending on_board(const std::string &script)
-{
-    return run({ORKA_BOARD_PROGRAM, "run", "--", "sh", "-ec", script});
-}
 
 const std::string zeros = " 0000 0000 0000 0000 0000 0000 0000 0000\n";
 

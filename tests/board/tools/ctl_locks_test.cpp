@@ -1,7 +1,7 @@
 /* orka-ctl locks, on semaphores of the test's own, with locks that other processes take. */
 #include <ostream>
 
-#include "board/tools/support.h"
+#include "board/tools/ctl.h"
 #include "codecmap/lock_fight.h"
 
 namespace orka_tools_test {
@@ -72,6 +72,15 @@ TEST_F(OrkaCtlLocks, ThatAreFreeAreNotBroken)
 {
     kill_after([] { dm320_i_lock(); });
     EXPECT_EQ(locks({"--break"}).out, "audio    free\nvideo    free\nimaging  was held, is free now\n");
+    EXPECT_EQ(values(), "111");
+}
+
+TEST_F(OrkaCtlLocks, ThatFindNoRoomToBeToldOfAreAFailure)
+{
+    const Ending ending =
+        run(Words{"env", "LD_PRELOAD=" ORKA_OWN_SEMAPHORES} + on_full_disk({ORKA_CTL_PROGRAM, "locks"}));
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.err, no_room);
     EXPECT_EQ(values(), "111");
 }
 

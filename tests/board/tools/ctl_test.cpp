@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "board/tools/support.h"
+#include "board/tools/ctl.h"
 
 using namespace orka_tools_test;
 
@@ -84,6 +84,36 @@ TEST(OrkaCtl, WithoutABoardItSaysWhereThereIsOne)
         EXPECT_EQ(ending.status, 3);
         EXPECT_NE(ending.err.find("run it under `orka-board run -- …`"), std::string::npos);
     }
+}
+
+TEST(OrkaCtl, SaysThatItsOutputFoundNoRoom)
+{
+    for (const Words &words :
+         {Words{"list"}, Words{"list", "--json"}, Words{"list", "mux"}, Words{"types", "a.avi"},
+          Words{"types", "--json", "a.avi"}, Words{"capture", "show"}, Words{"--help"}, Words{"--version"}}) {
+        const Ending ending = run(on_full_disk(Words{ctl} + words));
+        EXPECT_EQ(ending.status, 1) << testing::PrintToString(words);
+        EXPECT_EQ(ending.err, no_room) << testing::PrintToString(words);
+    }
+}
+
+TEST(OrkaCtl, SaysOnABoardThatItsOutputFoundNoRoom)
+{
+    for (const Words &words : {Words{"display", "show"}, Words{"dsp", "dump"}, Words{"dsp", "read", "0"}}) {
+        const Ending ending = run(Words{ORKA_BOARD_PROGRAM, "run", "--"} + on_full_disk(Words{ctl} + words));
+        EXPECT_EQ(ending.status, 1) << testing::PrintToString(words);
+        EXPECT_EQ(ending.err, no_room) << testing::PrintToString(words);
+    }
+}
+
+TEST(OrkaCtl, NeedsNoRoomWhereItSaysNothing)
+{
+    EXPECT_EQ(run(Words{ORKA_BOARD_PROGRAM, "run", "--"} + on_full_disk({ctl, "imem", "reset"})).status, 0);
+}
+
+TEST(OrkaCtl, ThatWasRefusedKeepsItsStatusOnAFullDisk)
+{
+    EXPECT_EQ(run(on_full_disk({ctl, "display", "show"})).status, 3);
 }
 
 TEST(OrkaCtlDisplay, ShowsTheDefaultOutput)
