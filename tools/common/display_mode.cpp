@@ -1,31 +1,13 @@
 #include "common/display_mode.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
-
 #include <strings.h>
 
 #include "common/failure.h"
+#include "common/listing.h"
 
 namespace orka {
 
 namespace {
-
-/* "DEVICE MODE (WxH) ...", a line each, as the library lists them. */
-std::string all_modes()
-{
-    char *text = nullptr;
-    size_t size = 0;
-    FILE *stream = open_memstream(&text, &size);
-    if (!stream)
-        throw std::bad_alloc();
-    orka_idisplay_print_modes(stream, nullptr, "\n", "\n");
-    fclose(stream);
-    std::string all(text);
-    free(text);
-    return all;
-}
 
 bool equal(const std::string &left, const std::string &right)
 {
@@ -37,9 +19,8 @@ bool equal(const std::string &left, const std::string &right)
 /* The search takes its default for a name that it does not know; a person wants to hear of it. */
 ModeName::ModeName(const std::string &text)
 {
-    std::istringstream lines(all_modes());
     std::string names;
-    for (std::string device, mode, rest; lines >> device >> mode && std::getline(lines, rest);) {
+    for (const auto &[device, mode, width, height, interlaced] : modes_of(orka_idisplay_print_modes)) {
         const std::string name = std::string(device).append("/").append(mode);
         names.append(" ").append(name);
         if (equal(text, name)) {

@@ -2,9 +2,14 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
+
+#include <strings.h>
 
 #include "common/failure.h"
+#include "common/listing.h"
 #include "common/picture_file.h"
 #include "common/process.h"
 #include "orka_icapture.h"
@@ -19,10 +24,41 @@ void check(orka_status_t status, const char *what)
         throw Failure(std::string("capture refused ") + what + ": " + orka_status_string(status));
 }
 
-orka_capture_params_t find_mode(const std::string &mode)
+/* In full or up to a "_", in any case, as the search compares them. */
+bool is_name_of(const std::string &name, const std::string &mode)
 {
+    return strncasecmp(name.c_str(), mode.c_str(), name.size()) == 0 &&
+           (mode[name.size()] == '\0' || mode[name.size()] == '_');
+}
+
+/* A number of a row is one digit. */
+bool is_number_of_one(const std::string &text, size_t rows)
+{
+    return text.size() == 1 && text[0] >= '0' && text[0] <= '9' && static_cast<size_t>(text[0] - '0') < rows;
+}
+
+/* The search takes its default for what it does not know; a person wants to hear of it. */
+void check_known(const std::string &wanted)
+{
+    const std::vector<Mode> modes = modes_of(orka_icapture_print_modes);
+    std::string names;
+    for (const Mode &mode : modes) {
+        if (is_name_of(wanted, mode.mode))
+            return;
+        names.append(" ").append(mode.mode);
+    }
+    if (!is_number_of_one(wanted, modes.size()))
+        throw Failure("there is no capture mode '" + wanted + "'; there are:" + names + ", or 0 to " +
+                          std::to_string(modes.size() - 1),
+                      status_usage);
+}
+
+orka_capture_params_t find_mode(const std::optional<std::string> &mode)
+{
+    if (mode)
+        check_known(*mode);
     const orka_display_request_t request = {
-        .device = nullptr, .mode = mode.empty() ? nullptr : mode.c_str(), .width = 0, .height = 0};
+        .device = nullptr, .mode = mode ? mode->c_str() : nullptr, .width = 0, .height = 0};
     orka_capture_params_t params;
     check(orka_icapture_get_capture_params(&params, &request), "the mode");
     params.req_width = params.width;
@@ -30,7 +66,7 @@ orka_capture_params_t find_mode(const std::string &mode)
     return params;
 }
 
-void show(const std::string &mode)
+void show(const std::optional<std::string> &mode)
 {
     const orka_capture_params_t params = find_mode(mode);
     printf("%s %s: %ux%u %s, %u a second\n", params.device, params.mode, params.width, params.height,
@@ -45,9 +81,8 @@ struct CloseCapture {
     }
 };
 
-void snap(const std::string &file, const std::string &mode)
+void snap(const std::string &file, orka_capture_params_t params)
 {
-    orka_capture_params_t params = find_mode(mode);
     check(orka_icapture_setup(&params), "its setup");
     check(orka_icapture_set_enable(1), "to run");
     const std::unique_ptr<orka_capture_handle_t, CloseCapture> capture(orka_icapture_init());
@@ -65,7 +100,7 @@ void snap(const std::string &file, const std::string &mode)
 void add_capture(CLI::App &app)
 {
     struct Choice {
-        std::string mode;
+        std::optional<std::string> mode;
         std::string file;
     };
     constexpr char mode_help[] = "A name or a digit of `orka-ctl list capture`; the first by default";
@@ -81,8 +116,9 @@ void add_capture(CLI::App &app)
     snap_command.add_option("FILE.png", choice->file)->required();
     snap_command.add_option("--mode", choice->mode, mode_help)->option_text("MODE");
     snap_command.callback([choice] {
+        const orka_capture_params_t params = find_mode(choice->mode);
         check_board("/dev/icapture");
-        snap(choice->file, choice->mode);
+        snap(choice->file, params);
     });
 }
 

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include <unistd.h>
+
 #include "board/tools/ctl.h"
 
 using namespace orka_tools_test;
@@ -156,6 +158,36 @@ TEST(OrkaCtlCapture, ShowsTheModeOfADigit)
     const Ending ending = bare({"capture", "show", "3"});
     EXPECT_EQ(ending.status, 0) << ending.err;
     EXPECT_NE(ending.out.find("TVP5150 576i_frame: 720x576 frames, 25 a second\n"), std::string::npos);
+}
+
+TEST(OrkaCtlCapture, TakesAModeUpToItsUnderscoreInAnyCase)
+{
+    EXPECT_NE(bare({"capture", "show", "576I"}).out.find("TVP5150 576i_field: 720x288 fields, 25 a second\n"),
+              std::string::npos);
+    EXPECT_EQ(bare({"capture", "show"}).out, "TVP5150 480i_field: 720x240 fields, 30 a second\n");
+}
+
+TEST(OrkaCtlCapture, NamesTheModesWhenOneIsUnknown)
+{
+    for (const char *const mode : {"foo", "480i_fram", "480i_frames", "48", "4", "9", "-1", "33"}) {
+        const Ending ending = bare({"capture", "show", "--", mode});
+        EXPECT_EQ(ending.status, 2) << mode;
+        EXPECT_EQ(ending.out, "");
+        EXPECT_EQ(ending.err, "orka-ctl: there is no capture mode '" + std::string(mode) +
+                                  "'; there are: 480i_field 576i_field 480i_frame 576i_frame, or 0 to 3\n");
+    }
+}
+
+TEST(OrkaCtlCapture, SavesNothingInAnUnknownMode)
+{
+    const std::string file = scratch("never.png");
+    for (const char *const mode : {"480i_fram", "9"}) {
+        const Ending ending = control({"capture", "snap", file, "--mode", mode});
+        EXPECT_EQ(ending.status, 2);
+        EXPECT_NE(ending.err.find("orka-ctl: there is no capture mode '" + std::string(mode) + "'"),
+                  std::string::npos);
+    }
+    EXPECT_NE(access(file.c_str(), F_OK), 0);
 }
 
 TEST(OrkaCtlCapture, SavesWhatTheCameraSees)
