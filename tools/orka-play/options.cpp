@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/checks.h"
 #include "common/display_mode.h"
 #include "common/failure.h"
 #include "manual/manual.h"
@@ -70,19 +71,17 @@ void declare(CLI::App &app, Options &options)
     app.add_option("--snapshot-at", options.snapshot_at,
                    "Save the picture that is shown at this time instead")
         ->option_text("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Validator(check_duration, ""))
         ->needs(snapshot);
     app.add_option("--seconds", options.seconds,
-                   "How long a still is shown; by default 5 with --clock real, else no longer "
-                   "than it takes")
+                   "How long a still is shown; by default 5 with --clock real, else no longer than it takes")
         ->option_text("N")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Validator(check_duration, ""));
     app.add_option("--give-up", options.give_up,
                    "End with an error when a decoder that has packets says nothing for so long, by default "
-                   "60; 0: wait "
-                   "without end")
+                   "60; 0: wait without end")
         ->option_text("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Validator(check_duration, ""));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/checks.h"
 #include "common/failure.h"
 #include "common/size.h"
 #include "manual/manual.h"
@@ -77,7 +78,7 @@ void declare(CLI::App &app, Options &options, Texts &texts)
            "--give-up", options.give_up,
            "End with an error when an encoder says nothing for so long, by default 60; 0: wait without end")
         ->option_text("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Validator(check_duration, ""));
     app.add_option("--channel", options.channel, "Of the video encoder")
         ->check(CLI::Range(0, 3))
         ->capture_default_str();
