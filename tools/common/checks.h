@@ -9,6 +9,9 @@ namespace orka {
 /* A finite number of seconds, 0 or more. */
 std::string check_duration(const std::string &text);
 
+/* A file that is written as PNG, whose name must not promise anything else. */
+std::string check_png_name(const std::string &name);
+
 } // namespace orka
 
 #endif

@@ -8,6 +8,7 @@
 
 #include <strings.h>
 
+#include "common/checks.h"
 #include "common/failure.h"
 #include "common/listing.h"
 #include "common/picture_file.h"
@@ -113,7 +114,7 @@ void add_capture(CLI::App &app)
     show_command.callback([choice] { show(choice->mode); });
 
     CLI::App &snap_command = *capture.add_subcommand("snap", "Save what the camera sees");
-    snap_command.add_option("FILE.png", choice->file)->required();
+    snap_command.add_option("FILE.png", choice->file)->required()->check(CLI::Validator(check_png_name, ""));
     snap_command.add_option("--mode", choice->mode, mode_help)->option_text("MODE");
     snap_command.callback([choice] {
         const orka_capture_params_t params = find_mode(choice->mode);

@@ -66,8 +66,9 @@ void declare(CLI::App &app, Options &options)
         ->option_text("FILE");
     app.add_option("--pcm", options.pcm, "Write the sound as it is decoded: signed 16 bits, little-endian")
         ->option_text("FILE");
-    auto *snapshot =
-        app.add_option("--snapshot", options.snapshot, "Save the last picture")->option_text("FILE.png");
+    auto *snapshot = app.add_option("--snapshot", options.snapshot, "Save the last picture")
+                         ->option_text("FILE.png")
+                         ->check(CLI::Validator(check_png_name, ""));
     app.add_option("--snapshot-at", options.snapshot_at,
                    "Save the picture that is shown at this time instead")
         ->option_text("SECONDS")

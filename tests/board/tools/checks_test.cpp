@@ -57,5 +57,14 @@ const Duration durations[] = {
 INSTANTIATE_TEST_SUITE_P(Of, Durations, testing::ValuesIn(durations),
                          [](const testing::TestParamInfo<Duration> &info) { return info.param.name; });
 
+TEST(PngNames, EndInPng)
+{
+    const Ending ending = run({ORKA_PLAY_PROGRAM, "--snapshot", "a.jpg", nowhere});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.err, "--snapshot: 'a.jpg' does not end in .png, and a PNG file is what is written\n"
+                          "Run with --help for more information.\n");
+    EXPECT_NE(run({ORKA_PLAY_PROGRAM, "--snapshot", "A.PNG", nowhere}).status, 2);
+}
+
 } // namespace
 } // namespace orka_tools_test

@@ -80,7 +80,7 @@ TEST(OrkaCtlTypes, AreJsonWhenAsked)
 TEST(OrkaCtl, WithoutABoardItSaysWhereThereIsOne)
 {
     for (const Words &words :
-         {Words{"display", "show"}, Words{"imem", "reset"}, Words{"capture", "snap", "a"},
+         {Words{"display", "show"}, Words{"imem", "reset"}, Words{"capture", "snap", "a.png"},
           Words{"dsp", "dump"}, Words{"dsp", "write", "32", "1"}, Words{"mcbsp", "print", "0"}}) {
         const Ending ending = bare(words);
         EXPECT_EQ(ending.status, 3);
@@ -188,6 +188,18 @@ TEST(OrkaCtlCapture, SavesNothingInAnUnknownMode)
                   std::string::npos);
     }
     EXPECT_NE(access(file.c_str(), F_OK), 0);
+}
+
+TEST(OrkaCtlCapture, SavesUnderNoNameThatPromisesAnotherFormat)
+{
+    for (const char *const name : {"q.jpg", "q.png.jpg", "q", "png", ""}) {
+        const Ending ending = bare({"capture", "snap", name});
+        EXPECT_EQ(ending.status, 2);
+        EXPECT_EQ(ending.err, "FILE.png: '" + std::string(name) +
+                                  "' does not end in .png, and a PNG file is what is written\n"
+                                  "Run with --help for more information.\n");
+    }
+    EXPECT_EQ(control({"capture", "snap", scratch("Q.PNG")}).status, 0);
 }
 
 TEST(OrkaCtlCapture, SavesWhatTheCameraSees)
