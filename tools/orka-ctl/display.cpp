@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -9,10 +10,18 @@
 #include "common/failure.h"
 #include "common/process.h"
 #include "common/size.h"
+#include "orka_idevice.h"
 
 namespace orka::ctl {
 
 namespace {
+
+constexpr char notes[] =
+    "On a virtual board, what is set here lasts for as long as some program has /dev/idecode open, a player "
+    "say. Where none has, all is as at power-on again when orka-ctl ends: set, toggle and lcd then say so.\n"
+    "\n"
+    "No driver can be asked whether the display is masked or off; `orka-board status` tells it of a virtual "
+    "board.";
 
 void check(orka_status_t status, const char *what)
 {
@@ -20,10 +29,15 @@ void check(orka_status_t status, const char *what)
         throw Failure(std::string("the display refused ") + what + ": " + orka_status_string(status));
 }
 
-void show()
+orka_display_params_t output()
 {
     orka_display_params_t params;
     check(orka_idisplay_get_output(&params), "to tell its output");
+    return params;
+}
+
+void show(const orka_display_params_t &params)
+{
     printf("%s/%s: %ux%u %s\n", params.device, params.mode, params.width, params.height,
            params.interlaced == 1 ? "interlaced" : "progressive");
     printf("picture area %" PRIu32 "x%" PRIu32 ", %s\n", params.pe_width, params.pe_height,
@@ -32,11 +46,38 @@ void show()
         printf("source %" PRIu32 "x%" PRIu32 "\n", params.src_width, params.src_height);
 }
 
+/* Of the same picture on the same output; the source's size alone shows nowhere. */
+bool are_alike(const orka_display_params_t &one, const orka_display_params_t &other)
+{
+    return strcmp(one.device, other.device) == 0 && strcmp(one.mode, other.mode) == 0 &&
+           one.pe_width == other.pe_width && one.pe_height == other.pe_height &&
+           (one.resize == 1) == (other.resize == 1);
+}
+
+/* Whether anybody else keeps the output is seen by closing the display and asking anew. */
+void tell_whether_kept(const orka_display_params_t &chosen)
+{
+    orka_idevice_close_atexit();
+    const orka_display_params_t kept = output();
+    if (!are_alike(chosen, kept))
+        fprintf(stderr,
+                "orka-ctl: notice: the output is %s/%s again: no other program has the display open to keep "
+                "what was set\n",
+                kept.device, kept.mode);
+}
+
+void show_new()
+{
+    const orka_display_params_t chosen = output();
+    show(chosen);
+    tell_whether_kept(chosen);
+}
+
 void set(const std::string &mode, const Size &source)
 {
     const orka_display_params_t params = find_display_mode(mode, source);
     check(orka_idisplay_set_output(&params), "the output");
-    show();
+    show_new();
 }
 
 void toggle(const std::vector<std::string> &modes)
@@ -48,7 +89,7 @@ void toggle(const std::vector<std::string> &modes)
         requests.push_back(name.request({}));
     check(orka_idisplay_toggle_init(requests.data(), static_cast<int>(requests.size())), "the outputs");
     check(orka_idisplay_toggle_output(), "the next output");
-    show();
+    show_new();
 }
 
 void add_action(CLI::App &display, const char *name, const char *about, orka_status_t (*action)())
@@ -102,6 +143,7 @@ void add_lcd(CLI::App &display)
     command.callback([on] {
         check_board("/dev/idecode");
         check(orka_idisplay_lcd_set_enable(*on == "on"), "the LCD panel");
+        tell_whether_kept(output());
     });
 }
 
@@ -109,11 +151,13 @@ void add_lcd(CLI::App &display)
 
 void add_display(CLI::App &app)
 {
-    CLI::App &display = *app.add_subcommand("display", "Show or change the display's output");
+    CLI::App &display = *app.add_subcommand(
+        "display", "Show or change the display's output, as long as a program has it open");
+    display.footer(notes);
     display.require_subcommand(1);
-    display.add_subcommand("show", "Show the present output")->callback([] {
+    display.add_subcommand("show", "Show the present output; not whether it is masked or off")->callback([] {
         check_board("/dev/idecode");
-        show();
+        show(output());
     });
     add_set(display);
     add_toggle(display);

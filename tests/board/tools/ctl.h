@@ -2,6 +2,7 @@
 #ifndef ORKA_TESTS_TOOLS_CTL_H
 #define ORKA_TESTS_TOOLS_CTL_H
 
+#include <algorithm>
 #include <string>
 
 #include "board/tools/support.h"
@@ -14,6 +15,14 @@ inline const std::string ctl = ORKA_CTL_PROGRAM;
 inline Ending on_board(const std::string &script)
 {
     return run({ORKA_BOARD_PROGRAM, "run", "--", "sh", "-ec", script});
+}
+
+/* What --help of a command says, on one line. */
+inline std::string help_of(const Words &command)
+{
+    std::string help = run(Words{ctl} + command + Words{"--help"}).out;
+    std::ranges::replace(help, '\n', ' ');
+    return help;
 }
 
 /* A command whose standard output is a full disk. */

@@ -147,6 +147,38 @@ TEST(OrkaCtlDisplay, TogglesToTheNextOutput)
     EXPECT_EQ(ending.out.substr(0, ending.out.find('\n')), "LCD/QVGA: 320x240 progressive");
 }
 
+TEST(OrkaCtlDisplay, SaysThatNothingKeepsAnOutputOnAnIdleBoard)
+{
+    for (const Words &words : {Words{"set", "LCD/VGA"}, Words{"toggle", "480i", "VGA"}, Words{"lcd", "on"},
+                               Words{"set", "480i", "--source", "320x288"}}) {
+        const Ending ending = control(Words{"display"} + words);
+        EXPECT_EQ(ending.status, 0) << testing::PrintToString(words);
+        EXPECT_EQ(ending.err, "orka-ctl: notice: the output is INTERNAL/480i again: no other program has the "
+                              "display open to keep what was set\n")
+            << testing::PrintToString(words);
+    }
+}
+
+TEST(OrkaCtlDisplay, HasNothingToSayOfAnOutputThatStays)
+{
+    const Ending kept = on_board("exec 3</dev/idecode; " + ctl + " display set LCD/VGA >/dev/null; " + ctl +
+                                 " display show | head -n 1");
+    EXPECT_EQ(kept.out, "LCD/VGA: 640x480 progressive\n");
+    EXPECT_EQ(kept.err, "");
+    EXPECT_EQ(control({"display", "set", "INTERNAL/480i"}).err, "");
+    EXPECT_EQ(control({"display", "lcd", "off"}).err, "");
+}
+
+TEST(OrkaCtlDisplay, HelpTellsHowLongASettingLasts)
+{
+    for (const Words &words : {Words{}, Words{"set"}, Words{"mask"}, Words{"enable"}, Words{"show"}}) {
+        const std::string help = help_of(Words{"display"} + words);
+        EXPECT_NE(help.find("as long as some program has /dev/idecode open"), std::string::npos) << help;
+        EXPECT_NE(help.find("No driver can be asked whether the display is masked or off"),
+                  std::string::npos);
+    }
+}
+
 TEST(OrkaCtlDisplay, SwitchesTheLcdPanel)
 {
     EXPECT_EQ(control({"display", "lcd", "on"}).status, 0);
