@@ -16,6 +16,8 @@ namespace orka::ctl {
 
 namespace {
 
+constexpr size_t most_outputs = 8; /* that the library steps through */
+
 constexpr char notes[] =
     "On a virtual board, what is set here lasts for as long as some program has /dev/idecode open, a player "
     "say. Where none has, all is as at power-on again when orka-ctl ends: set, toggle and lcd then say so.\n"
@@ -128,8 +130,11 @@ void add_toggle(CLI::App &display)
     CLI::App &command = *display.add_subcommand("toggle", "Step to the output after the present one");
     command.add_option("DEVICE/MODE", *modes, "The outputs to step through, at most 8")
         ->required()
-        ->expected(1, 8);
+        ->option_text("...");
     command.callback([modes] {
+        if (modes->size() > most_outputs)
+            throw Failure("toggle steps through at most " + std::to_string(most_outputs) + " outputs",
+                          status_usage);
         check_board("/dev/idecode");
         toggle(*modes);
     });

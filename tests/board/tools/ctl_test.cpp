@@ -147,6 +147,23 @@ TEST(OrkaCtlDisplay, TogglesToTheNextOutput)
     EXPECT_EQ(ending.out.substr(0, ending.out.find('\n')), "LCD/QVGA: 320x240 progressive");
 }
 
+TEST(OrkaCtlDisplay, StepsThroughAtMostEightOutputs)
+{
+    const Words toggle{"display", "toggle"};
+    const Words eight{"480i", "576i", "VGA", "QVGA", "480i", "576i", "VGA", "QVGA"};
+    EXPECT_EQ(control(toggle + eight).status, 0);
+    const Ending ending = control(toggle + eight + Words{"VGA"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.err, "orka-ctl: toggle steps through at most 8 outputs\n");
+}
+
+TEST(OrkaCtlDisplay, HelpOfToggleShowsThatOutputsRepeat)
+{
+    const std::string help = bare({"display", "toggle", "--help"}).out;
+    EXPECT_NE(help.find("Usage: orka-ctl display toggle [OPTIONS] DEVICE/MODE...\n"), std::string::npos);
+    EXPECT_NE(help.find("  DEVICE/MODE ... "), std::string::npos) << help;
+}
+
 TEST(OrkaCtlDisplay, SaysThatNothingKeepsAnOutputOnAnIdleBoard)
 {
     for (const Words &words : {Words{"set", "LCD/VGA"}, Words{"toggle", "480i", "VGA"}, Words{"lcd", "on"},
