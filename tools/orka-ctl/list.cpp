@@ -4,7 +4,6 @@
 #include <functional>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,8 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "common/failure.h"
+#include "common/listing.h"
 #include "orka_icapture.h"
 #include "orka_idecode.h"
 #include "orka_idisplay.h"
@@ -23,25 +24,7 @@ namespace orka::ctl {
 namespace {
 
 using Lines = std::vector<std::string>;
-using PrintList = void (*)(FILE *stream, const char *prefix, const char *separator, const char *suffix);
-
-/* The items that a listing function of the library prints. */
-Lines items_of(PrintList print)
-{
-    char *text = nullptr;
-    size_t size = 0;
-    FILE *stream = open_memstream(&text, &size);
-    if (!stream)
-        throw std::bad_alloc();
-    print(stream, nullptr, "\n", nullptr);
-    fclose(stream);
-    std::istringstream all(text);
-    free(text);
-    Lines items;
-    for (std::string item; std::getline(all, item);)
-        items.push_back(item);
-    return items;
-}
+using Json = nlohmann::ordered_json;
 
 /* The library has names of frames, and no list of them. */
 Lines frame_types()
@@ -52,68 +35,145 @@ Lines frame_types()
     return items;
 }
 
-/* The selection reports every pair that no image serves; here that is no news. */
-class QuietErrors {
+/* What the library has to say for itself on a stream is not heard while this lives. */
+class Quiet {
   public:
-    QuietErrors() : kept_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0))
+    explicit Quiet(FILE *stream) : stream_(stream), kept_(fcntl(fileno(stream), F_DUPFD_CLOEXEC, 0))
     {
+        fflush(stream_);
         const int nothing = kept_ < 0 ? -1 : open("/dev/null", O_WRONLY | O_CLOEXEC);
         if (nothing < 0)
             return;
-        dup2(nothing, STDERR_FILENO);
+        dup2(nothing, fileno(stream_));
         close(nothing);
     }
-    ~QuietErrors()
+    ~Quiet()
     {
+        fflush(stream_);
         if (kept_ < 0)
             return;
-        dup2(kept_, STDERR_FILENO);
+        dup2(kept_, fileno(stream_));
         close(kept_);
     }
-    QuietErrors(const QuietErrors &) = delete;
-    QuietErrors &operator=(const QuietErrors &) = delete;
+    Quiet(const Quiet &) = delete;
+    Quiet &operator=(const Quiet &) = delete;
 
   private:
-    int kept_;
+    FILE *const stream_;
+    const int kept_;
 };
 
 using Select = const char *(*)(orka_video_type_t video, orka_audio_type_t audio);
 
-/* Each image with the pairs that the selection chooses it for. */
-Lines images(const char *what, Select select)
+struct Pair {
+    std::string video;
+    std::string audio;
+};
+
+/* What an image does, and with which pairs the selection chooses it for that. */
+struct Image {
+    std::string name;
+    const char *does;
+    std::vector<Pair> pairs;
+};
+
+/* Every pair that no image serves is reported; here that is no news. */
+void add_images(std::vector<Image> &all, const char *does, Select select)
 {
-    const QuietErrors quiet;
-    std::map<std::string, std::string> pairs;
+    const Quiet quiet(stderr);
+    std::map<std::string, std::vector<Pair>> pairs;
     for (orka_video_type_t video = ORKA_VIDEO_TYPE_NONE; video <= ORKA_VIDEO_TYPE_JPEG; video++) {
         for (orka_audio_type_t audio = ORKA_AUDIO_TYPE_NONE; audio <= ORKA_AUDIO_TYPE_WMA; audio++) {
             if (const char *const image = select(video, audio))
-                pairs[image] +=
-                    std::string(" ") + orka_media_video_string(video) + "+" + orka_media_audio_string(audio);
+                pairs[image].push_back({orka_media_video_string(video), orka_media_audio_string(audio)});
         }
     }
+    for (const auto &[name, served] : pairs)
+        all.push_back({name, does, served});
+}
+
+std::vector<Image> all_images()
+{
+    std::vector<Image> all;
+    add_images(all, "decodes", orka_idecode_get_codec_name);
+    add_images(all, "encodes", orka_iencode_get_codec_name);
+    return all;
+}
+
+Lines images_as_lines()
+{
     Lines items;
-    for (const auto &[image, list] : pairs)
-        items.push_back(std::string(image).append(" ").append(what).append(list));
+    for (const Image &image : all_images()) {
+        std::string item = image.name + " " + image.does;
+        for (const Pair &pair : image.pairs)
+            item.append(" ").append(pair.video).append("+").append(pair.audio);
+        items.push_back(item);
+    }
     return items;
 }
 
-Lines all_images()
+Json images_as_json()
 {
-    Lines items = images("decodes", orka_idecode_get_codec_name);
-    const Lines encoders = images("encodes", orka_iencode_get_codec_name);
-    items.insert(items.end(), encoders.begin(), encoders.end());
-    return items;
+    Json all = Json::array();
+    for (const Image &image : all_images()) {
+        Json pairs = Json::array();
+        for (const Pair &pair : image.pairs)
+            pairs.push_back({{"video", pair.video}, {"audio", pair.audio}});
+        all.push_back({{"image", image.name}, {image.does, pairs}});
+    }
+    return all;
+}
+
+Json as_json(const Mode &mode)
+{
+    return {{"device", mode.device},
+            {"mode", mode.mode},
+            {"width", mode.width},
+            {"height", mode.height},
+            {"interlaced", mode.interlaced}};
+}
+
+Json display_modes()
+{
+    Json all = Json::array();
+    for (const Mode &mode : modes_of(orka_idisplay_print_modes))
+        all.push_back(as_json(mode));
+    return all;
+}
+
+/* Pictures a second; the search tells of each mode that it looks at. */
+uint32_t rate_of(const Mode &mode)
+{
+    const Quiet quiet(stdout);
+    const orka_display_request_t request = {
+        .device = mode.device.c_str(), .mode = mode.mode.c_str(), .width = 0, .height = 0};
+    orka_capture_params_t params;
+    if (orka_icapture_get_capture_params(&params, &request) != ORKA_STATUS_SUCCESS)
+        throw Failure("the capture mode '" + mode.mode + "' cannot be resolved");
+    return params.frame_rate;
+}
+
+Json capture_modes()
+{
+    Json all = Json::array();
+    for (const Mode &mode : modes_of(orka_icapture_print_modes)) {
+        Json fields = as_json(mode);
+        fields["rate"] = rate_of(mode);
+        all.push_back(fields);
+    }
+    return all;
 }
 
 struct Topic {
     const char *name;
     const char *about;
     std::function<Lines()> items;
+    Json (*fields)() = nullptr; /* for JSON, where there are any: else the items are its strings */
 };
 
-Topic listed(const char *name, const char *about, PrintList print)
+Topic listed(const char *name, const char *about, PrintList print, Json (*fields)() = nullptr)
 {
-    return {name, about, [print] { return items_of(print); }};
+    return {name, about, [print] { return items_of(print); }, fields};
 }
 
 const std::vector<Topic> &topics()
@@ -129,19 +189,20 @@ const std::vector<Topic> &topics()
         listed("bitrates", "Audio bit rates, kbit/s", orka_media_audio_print_valid_bitrates),
         listed("bitrates-by-type", "Audio bit rates of each type",
                orka_media_audio_print_valid_bitrates_per_audio_type),
-        listed("capture", "Capture modes", orka_icapture_print_modes),
-        listed("display", "Display modes", orka_idisplay_print_modes),
-        {"images", "Codec images and the pairs of video and audio types they serve", all_images},
+        listed("capture", "Capture modes", orka_icapture_print_modes, capture_modes),
+        listed("display", "Display modes", orka_idisplay_print_modes, display_modes),
+        {"images", "Codec images and the pairs of video and audio types they serve", images_as_lines,
+         images_as_json},
     };
     return all;
 }
 
 void print_json(const Lines &names)
 {
-    nlohmann::ordered_json all;
+    Json all;
     for (const Topic &topic : topics()) {
         if (names.empty() || std::ranges::find(names, topic.name) != names.end())
-            all[topic.name] = topic.items();
+            all[topic.name] = topic.fields ? topic.fields() : Json(topic.items());
     }
     std::cout << all.dump(2) << "\n";
 }
@@ -176,7 +237,10 @@ void add_list(CLI::App &app)
     }
     list.add_option("WHAT", choice->names, "Any of: " + about + "; all by default")
         ->check(CLI::IsMember(names).description(""));
-    list.add_flag("--json", choice->json, "As JSON");
+    list.add_flag("--json", choice->json,
+                  "As JSON: modes have device, mode, width, height and interlaced, those of capture also "
+                  "their rate in pictures a second; images have what they decode or encode, in pairs of "
+                  "video and audio; all else are strings");
     list.callback([choice] {
         if (choice->json)
             print_json(choice->names);

@@ -48,6 +48,33 @@ TEST(OrkaCtlList, IsJsonWhenAsked)
         "    \"RIGHT\",\n    \"AGC\"\n  ]\n}\n");
 }
 
+TEST(OrkaCtlList, GivesModesAsObjectsInJson)
+{
+    const std::string all = bare({"list", "--json", "display", "capture"}).out;
+    const std::string first_of_display = "\"display\": [\n    {\n      \"device\": \"INTERNAL\",\n      "
+                                         "\"mode\": \"480i\",\n      \"width\": 720,\n"
+                                         "      \"height\": 480,\n      \"interlaced\": true\n    },\n";
+    const std::string second_of_capture =
+        ",\n    {\n      \"device\": \"TVP5150\",\n      \"mode\": \"576i_field\",\n      \"width\": 720,\n"
+        "      \"height\": 288,\n      \"interlaced\": false,\n      \"rate\": 25\n    },\n";
+    EXPECT_NE(all.find(first_of_display), std::string::npos) << all;
+    EXPECT_NE(all.find(second_of_capture), std::string::npos) << all;
+    EXPECT_EQ(all.find("WARNING"), std::string::npos) << all;
+}
+
+TEST(OrkaCtlList, GivesImagesAsObjectsInJson)
+{
+    const Ending ending = bare({"list", "--json", "images"});
+    EXPECT_EQ(ending.err, "");
+    for (const char *const image :
+         {"    {\n      \"image\": \"h264_aac_dec\",\n      \"decodes\": [\n        {\n"
+          "          \"video\": \"H264\",\n          \"audio\": \"AAC\"\n        }\n      ]\n    }",
+          "    {\n      \"image\": \"h264_pcm_enc\",\n      \"encodes\": [\n        {\n"
+          "          \"video\": \"H264\",\n          \"audio\": \"NONE\"\n        },\n        {\n"
+          "          \"video\": \"H264\",\n          \"audio\": \"PCM\"\n        }\n      ]\n    }"})
+        EXPECT_NE(ending.out.find(image), std::string::npos) << image << "\nis not in\n" << ending.out;
+}
+
 TEST(OrkaCtlList, KnowsNoOtherTopics)
 {
     const Ending ending = bare({"list", "colours"});
