@@ -58,7 +58,11 @@ void add_locks(CLI::App &app)
 {
     const auto breaks = std::make_shared<bool>(false);
     CLI::App &locks = *app.add_subcommand("locks", "The media locks that programs share, free or held");
-    locks.footer("A program that was killed leaves its locks held. Needs no board.");
+    locks.footer(
+        "A program that was killed leaves its locks held. Needs no board.\n"
+        "\n"
+        "A lock tells of itself only whether it can be had: each one that is free is taken for a moment and "
+        "given back. A program that asks for it at that moment finds it held.");
     locks.add_flag("--break", *breaks, "Free the locks that are held, whoever holds them");
     locks.callback([breaks] {
         for (const MediaLock &lock : media_locks)

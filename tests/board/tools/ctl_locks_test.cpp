@@ -75,6 +75,11 @@ TEST_F(OrkaCtlLocks, ThatAreFreeAreNotBroken)
     EXPECT_EQ(values(), "111");
 }
 
+TEST_F(OrkaCtlLocks, ThatAreFreeAreTakenForAMomentAsTheHelpSays)
+{
+    EXPECT_NE(help_of({"locks"}).find("each one that is free is taken for a moment"), std::string::npos);
+}
+
 TEST_F(OrkaCtlLocks, ThatFindNoRoomToBeToldOfAreAFailure)
 {
     const Ending ending =
