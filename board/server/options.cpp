@@ -212,6 +212,35 @@ void check_combination(const CLI::App &run, const Command &command)
     }
 }
 
+bool is_option(const std::string &word)
+{
+    return word.starts_with('-');
+}
+
+/* CLI11 tells words that nothing expected in reverse, and of a command that there is none says not that. */
+std::string unexpected(const CLI::App &app, const std::vector<std::string> &words, bool divided)
+{
+    if (app.get_subcommands().empty() && !is_option(words.front())) {
+        std::string commands;
+        for (const CLI::App *const command : app.get_subcommands(nullptr))
+            commands += (commands.empty() ? "" : ", ") + command->get_name();
+        return "There is no command '" + words.front() + "'; there are: " + commands;
+    }
+    const std::string all = CLI::detail::join(words, " ");
+    const bool is_program = app.got_subcommand("run") && !divided && !is_option(words.front());
+    return "Not expected: " + all +
+           (is_program ? "; a program comes after --: orka-board run [OPTIONS] -- " + all : "");
+}
+
+std::string error_text(const CLI::App &app, const CLI::Error &error, bool divided)
+{
+    const std::vector<std::string> words = app.remaining(true);
+    const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    if (words.empty() || (code != CLI::ExitCodes::ExtrasError && code != CLI::ExitCodes::RequiredError))
+        return CLI::FailureMessage::simple(&app, error);
+    return CLI::FailureMessage::simple(&app, CLI::ExtrasError(unexpected(app, words, divided), code));
+}
+
 Action action_of(const CLI::App &app)
 {
     constexpr std::pair<const char *, Action> actions[] = {{"run", Action::run},
@@ -239,6 +268,9 @@ Command parse_command_line(int argc, char **argv)
     if (end != words.end())
         command.program.assign(end + 1, words.end());
     define(app, command);
+    app.failure_message([divided = end != words.end()](const CLI::App *whole, const CLI::Error &error) {
+        return error_text(*whole, error, divided);
+    });
     try {
         app.parse(static_cast<int>(end - words.begin()), argv);
         const CLI::App &run = *app.get_subcommand("run");

@@ -548,6 +548,24 @@ TEST_F(LauncherTest, WrongCommandLinesEndWithTwo)
     }
 }
 
+TEST_F(LauncherTest, WordsThatAreNotExpectedAreNamedInOrder)
+{
+    const std::pair<Words, std::string> cases[] = {
+        {{"run", "--memory", "64", "echo", "hi"},
+         "Not expected: echo hi; a program comes after --: orka-board run [OPTIONS] -- echo hi"},
+        {{"run", "echo", "hi", "--", "true"}, "Not expected: echo hi"},
+        {{"run", "--memroy", "64", "--", "true"}, "Not expected: --memroy 64"},
+        {{"status", "one", "two"}, "Not expected: one two"},
+        {{"--frobnicate"}, "Not expected: --frobnicate"},
+        {{"frobnicate", "now"},
+         "There is no command 'frobnicate'; there are: run, serve, screenshot, status, doctor"}};
+    for (const auto &[words, message] : cases) {
+        const Outcome outcome = run(Words{board} + words);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, message + "\nRun with --help for more information.\n");
+    }
+}
+
 TEST_F(LauncherTest, TellsItsVersion)
 {
     const Outcome outcome = run({board, "--version"});
