@@ -42,11 +42,11 @@ void write_lines(std::ostream &out, const std::string &text, std::string_view em
 constexpr size_t page_indent = 7;
 
 /* What is laid out already stays so: examples stand in columns. */
-void write_footer(std::ostream &out, const std::string &footer)
+void write_footer(std::ostream &out, const std::string &footer, std::string_view heading)
 {
     if (footer.empty())
         return;
-    out << ".SH NOTES\n.nf\n";
+    out << heading << ".nf\n";
     write_lines(out, folded(footer, terminal_columns - page_indent), ".sp");
     out << ".fi\n";
 }
@@ -102,6 +102,8 @@ void write_commands(std::ostream &out, const CLI::App &app, const std::string &w
         out << ".SS " << escaped(path) << '\n';
         write_lines(out, command->get_description());
         write_options(out, *command);
+        if (command->get_footer() != app.get_footer())
+            write_footer(out, command->get_footer(), ".PP\n");
         write_commands(out, *command, path + ' ');
     }
 }
@@ -134,7 +136,7 @@ void write_man_page(std::ostream &out, const CLI::App &app, std::string_view ver
         out << ".SH COMMANDS\n";
         write_commands(out, app, "");
     }
-    write_footer(out, app.get_footer());
+    write_footer(out, app.get_footer(), ".SH NOTES\n");
     out << ".SH SEE ALSO\n.BR orka (7)\n";
 }
 

@@ -125,6 +125,19 @@ TEST(BoardManual, ThePageHasASectionForEachCommand)
         EXPECT_THAT(text, HasSubstr(words));
 }
 
+TEST(BoardManual, ThePageHasTheExamplesOnce)
+{
+    const std::string text = page_of("orka-board");
+    const std::string example = "orka-board run --trace calls.txt";
+    ASSERT_THAT(text, HasSubstr(example));
+    EXPECT_EQ(text.find(example), text.rfind(example));
+}
+
+TEST(CtlManual, ThePageHasTheNotesOfEachCommand)
+{
+    EXPECT_THAT(page_of("orka-ctl"), HasSubstr("A program that was killed leaves its locks held."));
+}
+
 using orka::manual::folded;
 
 TEST(FoldedText, BreaksAtTheLastBlankThatFits)
