@@ -8,7 +8,6 @@
 #include "capture.h"
 #include "common/failure.h"
 #include "common/process.h"
-#include "common/progress_line.h"
 #include "common/text.h"
 #include "headers.h"
 
@@ -184,10 +183,14 @@ bool Recorder::is_too_early(const Stream &stream, const Place &place) const
            place.time + place.duration / 2 < 0;
 }
 
+int Recorder::ticks_a_second(const Stream &stream) const
+{
+    return stream.video ? static_cast<int>(rate_of(options_.pal)) : stream.description.sample_rate;
+}
+
 bool Recorder::is_beyond(const Stream &stream, const Place &place) const
 {
-    const double ticks = stream.video ? rate_of(options_.pal) : stream.description.sample_rate;
-    return options_.seconds && static_cast<double>(place.time) >= *options_.seconds * ticks;
+    return options_.seconds && static_cast<double>(place.time) >= *options_.seconds * ticks_a_second(stream);
 }
 
 /* Where sound is counted and not timed, what is missing would bring the rest forward. */
@@ -224,7 +227,7 @@ void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::spa
     stream.frames++;
     stream.bytes += data.size();
     if (&stream == streams().front())
-        written_.add(words);
+        written_.add(words, 1000.0 * static_cast<double>(at.duration) / ticks_a_second(stream));
 }
 
 /* Ending. */
@@ -258,9 +261,8 @@ bool Recorder::is_done() const
 }
 
 /* Signals tell nobody, so they are looked for. */
-void Recorder::watch()
+void Recorder::watch(ProgressLine &line)
 {
-    ProgressLine line;
     while (!is_done()) {
         line.show(progress());
         std::unique_lock lock(mutex_);
@@ -307,8 +309,10 @@ void Recorder::record()
         for (Stream *stream : streams())
             stream->taker = guarded(*stream);
     }
-    watch();
+    ProgressLine line;
+    watch(line);
     stop_encoders();
+    line.show(progress());
     finish();
 }
 
@@ -323,7 +327,7 @@ std::string Recorder::progress() const
     for (const Stream *stream : streams())
         bytes += stream->bytes;
     const Stream &first = *streams().front();
-    return format("%.1f s  %u frames  %.1f MiB", (written_.ms() - base_) / 1000.0, first.frames,
+    return format("%.1f s  %u frames  %.1f MiB", std::max(0.0, (written_.ms() - base_) / 1000), first.frames,
                   static_cast<double>(bytes) / mebibyte) +
            (video_ ? format("  %" PRId64 " dropped", picture_ticks_->dropped()) : "");
 }

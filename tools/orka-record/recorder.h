@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "catalogue.h"
+#include "common/progress_line.h"
 #include "encoder.h"
 #include "media_file.h"
 #include "options.h"
@@ -73,12 +74,13 @@ class Recorder {
     void write(Stream &stream, const orka_iencode_frame_t &words, std::span<const uint8_t> data);
     bool is_too_early(const Stream &stream, const Place &place) const;
     bool is_beyond(const Stream &stream, const Place &place) const;
+    int ticks_a_second(const Stream &stream) const;
     Place place(Stream &stream, const orka_iencode_frame_t &words, size_t size);
     void fill_gap(const Stream &stream, std::span<const uint8_t> next, const Place &at);
 
     std::thread guarded(Stream &stream);
     void keep_failure();
-    void watch();
+    void watch(ProgressLine &line);
     bool is_done() const;
     void stop_encoders();
     void finish();

@@ -13,11 +13,17 @@ class WrittenTime {
     WrittenTime(const WrittenTime &) = delete;
     WrittenTime &operator=(const WrittenTime &) = delete;
 
-    void add(const orka_iencode_frame_t &frame);
-    uint32_t ms() const { return orka_bstime_get_bistream_time(map_); } /* as the encoder's time stamps */
+    void add(const orka_iencode_frame_t &frame, double duration); /* ms */
+    double ms() const { return ms_; }                             /* as the encoder's time stamps */
 
   private:
+    /*
+     * A frame is drained when the next one is there: at the end of the last one the map could but guess by
+     * the one before, and has nothing more to say once it was asked.
+     */
     orka_bstime_t *map_;
+    uint32_t last_ = 0; /* bytes that are not drained yet */
+    double ms_ = 0;
 };
 
 } // namespace orka::record

@@ -1,0 +1,54 @@
+/* What orka-record tells while it records, and in the end. */
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "board/tools/support.h"
+
+namespace orka_tools_test {
+namespace {
+
+/* Those that a progress line tells, one after the other. */
+std::vector<double> told_seconds(const std::string &out)
+{
+    const std::regex line("\r\x1b\\[K([0-9.]+) s  [0-9]+ frames");
+    std::vector<double> seconds;
+    for (std::sregex_iterator at(out.begin(), out.end(), line), end; at != end; ++at)
+        seconds.push_back(std::stod((*at)[1]));
+    return seconds;
+}
+
+std::vector<double> progress_of(const Words &board, const Words &arguments)
+{
+    std::string command;
+    for (const std::string &word : Words{ORKA_BOARD_PROGRAM, "run"} + board +
+                                       Words{"--", ORKA_RECORD_PROGRAM, "--seconds", "2"} + arguments)
+        command += word + " ";
+    const Ending ending = run({"script", "-qec", command + scratch("clip.avi"), "/dev/null"});
+    EXPECT_EQ(ending.status, 0) << ending.out;
+    return told_seconds(ending.out);
+}
+
+/* The terminal is written to more often than pictures come. */
+TEST(RecordProgress, NeverGoesBack)
+{
+    const std::vector<double> seconds = progress_of({"--clock", "real"}, {});
+    ASSERT_GT(seconds.size(), 20u);
+    EXPECT_TRUE(std::ranges::is_sorted(seconds)) << testing::PrintToString(seconds);
+}
+
+TEST(RecordProgress, EndsAtTheEnd)
+{
+    for (const Words &arguments :
+         {Words{}, Words{"--video", "H264", "--no-audio"}, Words{"--no-video", "--audio", "PCM"}}) {
+        const std::vector<double> seconds = progress_of({}, arguments);
+        ASSERT_FALSE(seconds.empty());
+        EXPECT_TRUE(std::ranges::is_sorted(seconds)) << testing::PrintToString(seconds);
+        EXPECT_EQ(seconds.back(), 2.0);
+    }
+}
+
+} // namespace
+} // namespace orka_tools_test
