@@ -7,12 +7,11 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "common/failure.h"
 #include "common/listing.h"
+#include "common/quiet.h"
 #include "orka_icapture.h"
 #include "orka_idecode.h"
 #include "orka_idisplay.h"
@@ -34,34 +33,6 @@ Lines frame_types()
         items.emplace_back(orka_media_frame_string(type));
     return items;
 }
-
-/* What the library has to say for itself on a stream is not heard while this lives. */
-class Quiet {
-  public:
-    explicit Quiet(FILE *stream) : stream_(stream), kept_(fcntl(fileno(stream), F_DUPFD_CLOEXEC, 0))
-    {
-        fflush(stream_);
-        const int nothing = kept_ < 0 ? -1 : open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (nothing < 0)
-            return;
-        dup2(nothing, fileno(stream_));
-        close(nothing);
-    }
-    ~Quiet()
-    {
-        fflush(stream_);
-        if (kept_ < 0)
-            return;
-        dup2(kept_, fileno(stream_));
-        close(kept_);
-    }
-    Quiet(const Quiet &) = delete;
-    Quiet &operator=(const Quiet &) = delete;
-
-  private:
-    FILE *const stream_;
-    const int kept_;
-};
 
 using Select = const char *(*)(orka_video_type_t video, orka_audio_type_t audio);
 
