@@ -1,6 +1,9 @@
 #include "catalogue.h"
 
+#include <algorithm>
+
 #include "common/failure.h"
+#include "common/quiet.h"
 
 namespace orka::record {
 
@@ -78,14 +81,38 @@ int packet_samples(const audio_row &row, uint32_t sample_rate)
 
 } // namespace
 
-std::string select_image(orka_video_type_t video, orka_audio_type_t audio)
+std::vector<orka_audio_type_t> sounds_beside(orka_video_type_t video, const Container &container)
 {
-    const char *name = orka_iencode_get_codec_name(video, audio);
-    if (name == nullptr)
-        throw Failure(std::string("no codec image encodes ") + orka_media_video_string(video) + " with " +
-                          orka_media_audio_string(audio) + " (orka-record --help lists the pairs)",
-                      status_usage);
-    return name;
+    const Quiet quiet(stderr); /* the selection reports every pair that no image serves */
+    std::vector<orka_audio_type_t> sounds;
+    for (const orka_audio_type_t audio : container.audios) {
+        if (orka_iencode_get_codec_name(video, audio) != nullptr)
+            sounds.push_back(audio);
+    }
+    std::stable_partition(sounds.begin(), sounds.end(),
+                          [&](orka_audio_type_t audio) { return audio == container.audio; });
+    return sounds;
+}
+
+std::string pair_text(orka_video_type_t video, orka_audio_type_t audio)
+{
+    if (video == ORKA_VIDEO_TYPE_NONE)
+        return orka_media_audio_string(audio);
+    const std::string picture = orka_media_video_string(video);
+    return audio == ORKA_AUDIO_TYPE_NONE ? picture : picture + " with " + orka_media_audio_string(audio);
+}
+
+std::string select_image(const Options &options)
+{
+    if (const char *const name = orka_iencode_get_codec_name(options.video, options.audio))
+        return name;
+    std::string pairs;
+    for (const orka_audio_type_t audio : sounds_beside(options.video, *options.container))
+        pairs += pair_text(options.video, audio) + ", ";
+    throw Failure("no codec image encodes " + pair_text(options.video, options.audio) + "; a " +
+                      std::string(options.container->extension) + " file takes " + pairs +
+                      pair_text(options.video, ORKA_AUDIO_TYPE_NONE) + " without sound",
+                  status_usage);
 }
 
 orka_iencode_audio_params_t audio_params(const Options &options)

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "catalogue.h"
 #include "common/checks.h"
 #include "common/failure.h"
 #include "common/size.h"
@@ -24,6 +25,12 @@ constexpr char notes[] =
     "\n"
     "Pairs that a codec image encodes: MPEG4 with AAC, MP3, PCM, G711, G722, G723, G726, WMA or no sound; "
     "H263 with G711, G722, G723, G726 or no sound; H264 and MPEG2 with PCM or no sound; each sound alone.\n"
+    "\n"
+    "Without --audio: the container's usual sound, which is MP3 in .avi and .ts, AAC in .mp4, .mkv and .mov; "
+    "where no image encodes it beside the picture, the first of AAC, MP3, PCM, G711, G722, G723, G726, WMA "
+    "that "
+    "one encodes and the container carries; where there is none, no sound. A line on standard error says "
+    "so.\n"
     "\n"
     "Without --seconds, INT (Ctrl-C), TERM or HUP ends the recording; the file is then whole.\n"
     "\n"
@@ -88,18 +95,25 @@ void declare(CLI::App &app, Options &options, Texts &texts)
     app.add_flag("--view", options.view, "Show the picture on the display, where it moves with --clock real");
 }
 
+orka_audio_type_t usual_sound(const Options &options)
+{
+    const std::vector<orka_audio_type_t> sounds = sounds_beside(options.video, *options.container);
+    return sounds.empty() ? ORKA_AUDIO_TYPE_NONE : sounds.front();
+}
+
 void choose_types(Options &options, const Texts &texts)
 {
     options.video = options.container->video;
-    options.audio = options.container->audio;
     if (!texts.video.empty())
         options.video = orka_media_video_type(texts.video.c_str());
-    if (!texts.audio.empty())
-        options.audio = orka_media_audio_type(texts.audio.c_str());
     if (texts.no_video)
         options.video = ORKA_VIDEO_TYPE_NONE;
     if (texts.no_audio)
         options.audio = ORKA_AUDIO_TYPE_NONE;
+    else if (!texts.audio.empty())
+        options.audio = orka_media_audio_type(texts.audio.c_str());
+    else
+        options.audio = usual_sound(options);
 }
 
 /* A name that is no type's reads as NONE; so does "NONE" itself, which --no-video and --no-audio are for. */
@@ -111,13 +125,16 @@ void check_names(const Options &options, const Texts &texts)
         throw CLI::ValidationError("--audio", "there is no audio type '" + texts.audio + "'");
 }
 
-std::string pair_text(const Options &options)
+/* Nobody asked for the sound, but most people expect the usual one. */
+void tell_of_another_sound(const Options &options, const Texts &texts)
 {
-    const std::string video = orka_media_video_string(options.video);
-    const std::string audio = orka_media_audio_string(options.audio);
-    if (options.video == ORKA_VIDEO_TYPE_NONE)
-        return audio;
-    return options.audio == ORKA_AUDIO_TYPE_NONE ? video : video + " with " + audio;
+    const orka_audio_type_t usual = options.container->audio;
+    if (!texts.audio.empty() || texts.no_audio || options.audio == usual)
+        return;
+    fprintf(stderr, "orka-record: recording %s%s: no codec image encodes %s\n",
+            pair_text(options.video, options.audio).c_str(),
+            options.audio == ORKA_AUDIO_TYPE_NONE ? " without sound" : "",
+            pair_text(options.video, usual).c_str());
 }
 
 void check_container(const Options &options, bool no_video)
@@ -128,9 +145,10 @@ void check_container(const Options &options, bool no_video)
     if (options.container->carries(options.video, options.audio))
         return;
     const std::string others = extensions_for(options.video, options.audio);
-    throw CLI::ValidationError(
-        "FILE", "a " + std::string(options.container->extension) + " file cannot carry " +
-                    pair_text(options) + (others.empty() ? "; no container can" : "; these can: " + others));
+    throw CLI::ValidationError("FILE",
+                               "a " + std::string(options.container->extension) + " file cannot carry " +
+                                   pair_text(options.video, options.audio) +
+                                   (others.empty() ? "; no container can" : "; these can: " + others));
 }
 
 void settle(Options &options, const Texts &texts)
@@ -145,6 +163,7 @@ void settle(Options &options, const Texts &texts)
     choose_types(options, texts);
     check_names(options, texts);
     check_container(options, texts.no_video);
+    tell_of_another_sound(options, texts);
 }
 
 } // namespace

@@ -29,7 +29,7 @@ constexpr double mebibyte = 1024.0 * 1024.0;
 
 Recorder::Recorder(const Options &options, const std::atomic<bool> &stop) : options_(options), stop_(stop)
 {
-    const std::string image = select_image(options.video, options.audio);
+    const std::string image = select_image(options);
     check_board("/dev/iencode");
     set_up_capture(options);
     if (options.video != ORKA_VIDEO_TYPE_NONE)

@@ -66,7 +66,8 @@ TEST(OrkaRecordOptions, AQualityIsAPartOfAHundred)
 
 TEST(OrkaRecordOptions, ATypeThatNoContainerCarriesIsRefused)
 {
-    expect_usage({"clip.avi", "--video", "WMV9"}, "a .avi file cannot carry WMV9 with MP3; no container can");
+    expect_usage({"clip.avi", "--video", "WMV9"}, "a .avi file cannot carry WMV9; no container can");
+    expect_usage({"clip.avi", "--video", "JPEG"}, "a .avi file cannot carry JPEG; no container can");
 }
 
 TEST(OrkaRecordOptions, ATypeThatIsNoneIsRefused)
@@ -77,13 +78,43 @@ TEST(OrkaRecordOptions, ATypeThatIsNoneIsRefused)
 
 TEST(OrkaRecordOptions, APairThatNoImageEncodesIsRefused)
 {
-    const Ending ending = bare({"clip.mkv", "--video", "H264", "--audio", "AAC"});
-    EXPECT_EQ(ending.status, 2);
-    EXPECT_NE(
-        ending.err.find("orka-record: no codec image encodes H264 with AAC (orka-record --help lists the "
-                        "pairs)\n"),
-        std::string::npos)
-        << ending.err;
+    expect_usage({"clip.mkv", "--video", "H264", "--audio", "AAC"},
+                 "orka-record: no codec image encodes H264 with AAC; a .mkv file takes H264 with PCM, "
+                 "H264 without sound\n");
+    expect_usage({"clip.mov", "--video", "H263", "--audio", "PCM"},
+                 "orka-record: no codec image encodes H263 with PCM; a .mov file takes H263 with G711, "
+                 "H263 without sound\n");
+    expect_usage({"clip.mp4", "--video", "H264", "--audio", "AAC"},
+                 "orka-record: no codec image encodes H264 with AAC; a .mp4 file takes H264 without sound\n");
+}
+
+TEST(OrkaRecordOptions, WhereNobodyAsksForASoundOneIsChosenThatGoesWithThePicture)
+{
+    const std::string no_board = "orka-record: no /dev/iencode: run it under `orka-board run -- …`\n";
+    const struct {
+        const char *file;
+        const char *video;
+        const char *told;
+    } choices[] = {
+        {"clip.avi", "MPEG4", ""},
+        {"clip.mp4", "MPEG4", ""},
+        {"clip.h264", "H264", ""},
+        {"clip.avi", "H264", "recording H264 with PCM: no codec image encodes H264 with MP3"},
+        {"clip.mkv", "H264", "recording H264 with PCM: no codec image encodes H264 with AAC"},
+        {"clip.mov", "H264", "recording H264 with PCM: no codec image encodes H264 with AAC"},
+        {"clip.mp4", "H264", "recording H264 without sound: no codec image encodes H264 with AAC"},
+        {"clip.ts", "H264", "recording H264 without sound: no codec image encodes H264 with MP3"},
+        {"clip.mkv", "MPEG2", "recording MPEG2 with PCM: no codec image encodes MPEG2 with AAC"},
+        {"clip.ts", "MPEG2", "recording MPEG2 without sound: no codec image encodes MPEG2 with MP3"},
+        {"clip.avi", "H263", "recording H263 with G711: no codec image encodes H263 with MP3"},
+        {"clip.mov", "H263", "recording H263 with G711: no codec image encodes H263 with AAC"},
+    };
+    for (const auto &choice : choices) {
+        const Ending ending = bare({scratch(choice.file), "--video", choice.video});
+        const std::string told(choice.told);
+        EXPECT_EQ(ending.status, 3);
+        EXPECT_EQ(ending.err, (told.empty() ? "" : "orka-record: " + told + "\n") + no_board);
+    }
 }
 
 TEST(OrkaRecordOptions, NothingToRecordIsRefused)

@@ -1,5 +1,6 @@
 /* What orka-record tells while it records, and in the end. */
 #include <algorithm>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
@@ -9,6 +10,8 @@
 
 namespace orka_tools_test {
 namespace {
+
+using testing::HasSubstr;
 
 /* Those that a progress line tells, one after the other. */
 std::vector<double> told_seconds(const std::string &out)
@@ -48,6 +51,16 @@ TEST(RecordProgress, EndsAtTheEnd)
         EXPECT_TRUE(std::ranges::is_sorted(seconds)) << testing::PrintToString(seconds);
         EXPECT_EQ(seconds.back(), 2.0);
     }
+}
+
+TEST(RecordSummary, TellsTheSoundThatWasChosenAndTheFileHasIt)
+{
+    const std::string file = scratch("clip.mkv");
+    const Ending ending = record({file, "--video", "H264", "--seconds", "1"});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.err, "orka-record: recording H264 with PCM: no codec image encodes H264 with AAC\n");
+    EXPECT_THAT(ending.out, HasSubstr("sound: PCM 48000 Hz, 2 channels, 50 frames, 1.00 seconds\n"));
+    EXPECT_EQ(probed(file, "stream=codec_name"), "codec_name=h264\ncodec_name=pcm_s16le\n");
 }
 
 } // namespace
