@@ -58,12 +58,14 @@ void declare(CLI::App &app, Options &options, Texts &texts)
     app.footer(notes);
     app.set_version_flag("--version", ORKA_VERSION);
     app.add_option("FILE", options.file, "Where to; its extension chooses the container")->required();
-    app.add_option("--video", texts.video, "MPEG4, H263, H264, MPEG2; by default the container's first")
-        ->option_text("TYPE");
-    app.add_option("--audio", texts.audio, "AAC, MP3, PCM, G711, G722, G723, G726, WMA; likewise")
-        ->option_text("TYPE");
-    app.add_flag("--no-audio", texts.no_audio, "Leave the sound out");
-    app.add_flag("--no-video", texts.no_video, "Leave the picture out");
+    CLI::Option *const video =
+        app.add_option("--video", texts.video, "MPEG4, H263, H264, MPEG2; by default the container's first")
+            ->option_text("TYPE");
+    CLI::Option *const audio =
+        app.add_option("--audio", texts.audio, "AAC, MP3, PCM, G711, G722, G723, G726, WMA; likewise")
+            ->option_text("TYPE");
+    app.add_flag("--no-audio", texts.no_audio, "Leave the sound out")->excludes(audio);
+    app.add_flag("--no-video", texts.no_video, "Leave the picture out")->excludes(video);
     app.add_option("--size", texts.size, "Of the picture; by default the standard's, 352x288 for H263")
         ->option_text("WxH");
     app.add_option("--quality", options.quality, "Of a JPEG still, 100 the best; by default the encoder's")
@@ -108,10 +110,10 @@ void choose_types(Options &options, const Texts &texts)
         options.video = orka_media_video_type(texts.video.c_str());
     if (texts.no_video)
         options.video = ORKA_VIDEO_TYPE_NONE;
-    if (texts.no_audio)
-        options.audio = ORKA_AUDIO_TYPE_NONE;
-    else if (!texts.audio.empty())
+    if (!texts.audio.empty())
         options.audio = orka_media_audio_type(texts.audio.c_str());
+    else if (texts.no_audio)
+        options.audio = ORKA_AUDIO_TYPE_NONE;
     else
         options.audio = usual_sound(options);
 }
@@ -119,9 +121,9 @@ void choose_types(Options &options, const Texts &texts)
 /* A name that is no type's reads as NONE; so does "NONE" itself, which --no-video and --no-audio are for. */
 void check_names(const Options &options, const Texts &texts)
 {
-    if (!texts.video.empty() && !texts.no_video && options.video <= ORKA_VIDEO_TYPE_NONE)
+    if (!texts.video.empty() && options.video <= ORKA_VIDEO_TYPE_NONE)
         throw CLI::ValidationError("--video", "there is no video type '" + texts.video + "'");
-    if (!texts.audio.empty() && !texts.no_audio && options.audio <= ORKA_AUDIO_TYPE_NONE)
+    if (!texts.audio.empty() && options.audio <= ORKA_AUDIO_TYPE_NONE)
         throw CLI::ValidationError("--audio", "there is no audio type '" + texts.audio + "'");
 }
 
@@ -135,6 +137,43 @@ void tell_of_another_sound(const Options &options, const Texts &texts)
             pair_text(options.video, options.audio).c_str(),
             options.audio == ORKA_AUDIO_TYPE_NONE ? " without sound" : "",
             pair_text(options.video, usual).c_str());
+}
+
+/* An option, whether it means anything here, and why it would not. */
+struct Scope {
+    const char *option;
+    bool meant;
+    const char *otherwise;
+};
+
+void check_scopes(const CLI::App &app, const Options &options)
+{
+    const bool still = options.container->is_still();
+    const bool encoded = options.video != ORKA_VIDEO_TYPE_NONE;
+    const bool sound = options.audio != ORKA_AUDIO_TYPE_NONE;
+    constexpr char is_still[] = "is a still";
+    constexpr char no_picture[] = "has no picture";
+    constexpr char no_sound[] = "has no sound";
+    const Scope scopes[] = {
+        {"--quality", options.container->still == ORKA_IMAGE_TYPE_JPEG, "is no JPEG still"},
+        {"--bitrate", !still, is_still},
+        {"--audio-bitrate", !still, is_still},
+        {"--sample-rate", !still, is_still},
+        {"--seconds", !still, is_still},
+        {"--channel", !still, is_still},
+        {"--view", !still, is_still},
+        {"--bitrate", encoded, no_picture},
+        {"--size", still || encoded || options.view, no_picture},
+        {"--standard", still || encoded || options.view, no_picture},
+        {"--channel", encoded || options.view, no_picture},
+        {"--audio-bitrate", sound, no_sound},
+        {"--sample-rate", sound, no_sound},
+    };
+    for (const Scope &scope : scopes) {
+        if (app.count(scope.option) != 0 && !scope.meant)
+            throw CLI::ValidationError(scope.option,
+                                       "means nothing for " + options.file + ", which " + scope.otherwise);
+    }
 }
 
 void check_container(const Options &options, bool no_video)
@@ -151,7 +190,7 @@ void check_container(const Options &options, bool no_video)
                                    (others.empty() ? "; no container can" : "; these can: " + others));
 }
 
-void settle(Options &options, const Texts &texts)
+void settle(const CLI::App &app, Options &options, const Texts &texts)
 {
     options.container = find_container(options.file);
     if (options.container == nullptr)
@@ -163,6 +202,7 @@ void settle(Options &options, const Texts &texts)
     choose_types(options, texts);
     check_names(options, texts);
     check_container(options, texts.no_video);
+    check_scopes(app, options);
     tell_of_another_sound(options, texts);
 }
 
@@ -177,7 +217,7 @@ std::optional<Options> parse_options(int argc, char **argv, int &status)
     manual::add_options(app, ORKA_VERSION);
     try {
         app.parse(argc, argv);
-        settle(options, texts);
+        settle(app, options, texts);
     } catch (const CLI::ParseError &error) {
         status = app.exit(error) == 0 ? status_done : status_usage;
         return std::nullopt;

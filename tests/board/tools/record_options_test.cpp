@@ -117,6 +117,40 @@ TEST(OrkaRecordOptions, WhereNobodyAsksForASoundOneIsChosenThatGoesWithThePictur
     }
 }
 
+TEST(OrkaRecordOptions, WhatMeansNothingIsRefused)
+{
+    for (const char *option : {"--bitrate", "--audio-bitrate", "--sample-rate", "--seconds", "--channel"})
+        expect_usage({"still.jpg", option, "1"},
+                     option + std::string(": means nothing for still.jpg, which is a still\n"));
+    expect_usage({"still.png", "--view"}, "--view: means nothing for still.png, which is a still\n");
+    for (const char *file : {"still.png", "still.gif", "clip.avi", "clip.wav"})
+        expect_usage({file, "--quality", "50"},
+                     std::string("--quality: means nothing for ") + file + ", which is no JPEG still\n");
+    for (const char *option : {"--bitrate", "--channel"})
+        expect_usage({"clip.wav", option, "1"},
+                     option + std::string(": means nothing for clip.wav, which has no picture\n"));
+    expect_usage({"clip.avi", "--no-video", "--size", "64x64"},
+                 "--size: means nothing for clip.avi, which has no picture\n");
+    expect_usage({"clip.avi", "--no-video", "--standard", "pal"},
+                 "--standard: means nothing for clip.avi, which has no picture\n");
+    for (const char *option : {"--audio-bitrate", "--sample-rate"})
+        expect_usage({"clip.avi", "--no-audio", option, "64"},
+                     option + std::string(": means nothing for clip.avi, which has no sound\n"));
+}
+
+TEST(OrkaRecordOptions, WhatContradictsItselfIsRefused)
+{
+    expect_usage({"clip.avi", "--no-audio", "--audio", "MP3"}, "--audio excludes --no-audio\n");
+    expect_usage({"clip.avi", "--no-video", "--video", "MPEG4"}, "--video excludes --no-video\n");
+}
+
+TEST(OrkaRecordOptions, WithoutAPictureTheShownOneHasItsOptions)
+{
+    const Ending ending =
+        bare({scratch("clip.wav"), "--view", "--size", "352x288", "--standard", "pal", "--channel", "1"});
+    EXPECT_EQ(ending.status, 3) << ending.err;
+}
+
 TEST(OrkaRecordOptions, NothingToRecordIsRefused)
 {
     expect_usage({"clip.avi", "--no-audio", "--no-video"}, "there is nothing to record");
