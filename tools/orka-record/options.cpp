@@ -32,6 +32,8 @@ constexpr char notes[] =
     "one encodes and the container carries; where there is none, no sound. A line on standard error says "
     "so.\n"
     "\n"
+    "With --seconds the file lasts that long, to within half a picture and half a packet of sound.\n"
+    "\n"
     "Without --seconds, INT (Ctrl-C), TERM or HUP ends the recording; the file is then whole.\n"
     "\n"
     "Exit status: 0 recorded; 1 an encoder or the file failed (what was written so far plays); 2 usage; "

@@ -25,6 +25,21 @@ constexpr int longest_silence = 50; /* times patience_ms */
 
 constexpr double mebibyte = 1024.0 * 1024.0;
 
+/*
+ * Players begin a file where its first packet stands, and few containers can say that it is not to be heard:
+ * sound that comes before the first picture is left out, in whole packets; but of MP3, whose packets hold
+ * parts of the ones that follow.
+ */
+bool leaves_out_early(const AVCodecParameters &stream)
+{
+    return stream.codec_id != AV_CODEC_ID_MP3;
+}
+
+bool is_too_early(const AVCodecParameters &stream, const Place &place)
+{
+    return leaves_out_early(stream) && place.time + place.duration / 2 < 0;
+}
+
 } // namespace
 
 Recorder::Recorder(const Options &options, const std::atomic<bool> &stop) : options_(options), stop_(stop)
@@ -153,10 +168,12 @@ void Recorder::begin()
 
 void Recorder::describe(Stream &stream)
 {
-    stream.number = file_->add_stream(stream.video ? rate_of(options_.pal) : stream.description.sample_rate);
+    stream.number = file_->add_stream(ticks_a_second(stream));
     AVCodecParameters &parameters = file_->parameters(stream.number);
     if (avcodec_parameters_copy(&parameters, &stream.description) < 0)
         throw Failure("out of memory");
+    if (leaves_out_early(parameters))
+        parameters.initial_padding = 0;
     /* Packets of one size are blocks; WMA's decoders have to be told theirs. */
     if (parameters.codec_id == AV_CODEC_ID_WMAV2)
         parameters.block_align = static_cast<int>(stream.held.front().data.size());
@@ -164,7 +181,7 @@ void Recorder::describe(Stream &stream)
         set_headers(parameters, stream.headers);
 }
 
-Place Recorder::place(Stream &stream, const orka_iencode_frame_t &words, size_t size)
+Place Recorder::place(const Stream &stream, const orka_iencode_frame_t &words, size_t size)
 {
     const int64_t ms = int64_t{words.timestamp} - base_;
     if (stream.video)
@@ -173,14 +190,12 @@ Place Recorder::place(Stream &stream, const orka_iencode_frame_t &words, size_t 
         ms, av_get_audio_frame_duration2(&file_->parameters(stream.number), static_cast<int>(size)));
 }
 
-/*
- * Where streams begin together, sound that is heard before the first picture is left out, in whole packets;
- * but of MP3, whose packets hold parts of the ones that follow.
- */
-bool Recorder::is_too_early(const Stream &stream, const Place &place) const
+void Recorder::take_place(const Stream &stream, const Place &place)
 {
-    return options_.container->counts && stream.description.codec_id != AV_CODEC_ID_MP3 &&
-           place.time + place.duration / 2 < 0;
+    if (stream.video)
+        picture_ticks_->take(place);
+    else
+        sound_ticks_->take(place);
 }
 
 int Recorder::ticks_a_second(const Stream &stream) const
@@ -188,20 +203,43 @@ int Recorder::ticks_a_second(const Stream &stream) const
     return stream.video ? static_cast<int>(rate_of(options_.pal)) : stream.description.sample_rate;
 }
 
+/* Half of the packet or more lies beyond the end. */
 bool Recorder::is_beyond(const Stream &stream, const Place &place) const
 {
-    return options_.seconds && static_cast<double>(place.time) >= *options_.seconds * ticks_a_second(stream);
+    if (!options_.seconds)
+        return false;
+    const double end = *options_.seconds * ticks_a_second(stream);
+    if (!stream.first)
+        return static_cast<double>(place.time) >= end;
+    const int64_t begin = std::min<int64_t>(*stream.first, 0);
+    return static_cast<double>(place.time - begin) + static_cast<double>(place.duration) / 2 >= end;
+}
+
+void Recorder::end_as_asked(Stream &stream)
+{
+    stream.enough = true;
+    changed_.notify_all();
 }
 
 /* Where sound is counted and not timed, what is missing would bring the rest forward. */
-void Recorder::fill_gap(const Stream &stream, std::span<const uint8_t> next, const Place &at)
+void Recorder::fill_gap(Stream &stream, std::span<const uint8_t> next, const Place &at)
 {
     if (!options_.container->counts || stream.video || at.duration <= 0)
         return;
     const std::vector<uint8_t> silence = silence_like(next, stream.description);
     for (int64_t time = stream.written_to; time + at.duration / 2 < at.time; time += at.duration)
-        file_->write(
-            {.stream = stream.number, .data = silence, .time = time, .duration = at.duration, .key = true});
+        put(stream, {time, at.duration}, silence, true);
+}
+
+void Recorder::put(Stream &stream, const Place &at, std::span<const uint8_t> data, bool key)
+{
+    file_->write(
+        {.stream = stream.number, .data = data, .time = at.time, .duration = at.duration, .key = key});
+    stream.written_to = at.time + at.duration;
+    stream.first = stream.first.value_or(at.time);
+    stream.frames++;
+    stream.ticks += at.duration;
+    stream.bytes += data.size();
 }
 
 void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::span<const uint8_t> data)
@@ -209,23 +247,16 @@ void Recorder::write(Stream &stream, const orka_iencode_frame_t &words, std::spa
     if (failure_ || stream.number < 0 || stream.enough)
         return;
     const Place at = place(stream, words, data.size());
-    if (is_too_early(stream, at))
-        return;
-    stream.enough = is_beyond(stream, at);
-    if (stream.enough) {
-        changed_.notify_all();
+    if (is_beyond(stream, at)) {
+        end_as_asked(stream);
         return;
     }
+    take_place(stream, at);
+    if (is_too_early(stream.description, at))
+        return;
     fill_gap(stream, data, at);
-    stream.written_to = at.time + at.duration;
-    file_->write(
-        {.stream = stream.number,
-         .data = data,
-         .time = at.time,
-         .duration = at.duration,
-         .key = !stream.video || is_key_frame((words.flags & frame_key) != 0, data, options_.video)});
-    stream.frames++;
-    stream.bytes += data.size();
+    put(stream, at, data,
+        !stream.video || is_key_frame((words.flags & frame_key) != 0, data, options_.video));
     if (&stream == streams().front())
         written_.add(words, 1000.0 * static_cast<double>(at.duration) / ticks_a_second(stream));
 }
@@ -332,17 +363,22 @@ std::string Recorder::progress() const
            (video_ ? format("  %" PRId64 " dropped", picture_ticks_->dropped()) : "");
 }
 
+std::string Recorder::told_frames(const Stream &stream) const
+{
+    return format("%u frames, %.2f seconds", stream.frames,
+                  static_cast<double>(stream.ticks) / ticks_a_second(stream));
+}
+
 void Recorder::print_summary() const
 {
     if (video_)
-        printf("picture: %s %dx%d, %u frames, %.2f seconds, %" PRId64 " dropped\n",
-               orka_media_video_string(options_.video), video_->description.width, video_->description.height,
-               video_->frames, video_->frames / static_cast<double>(rate_of(options_.pal)),
+        printf("picture: %s %dx%d, %s, %" PRId64 " dropped\n", orka_media_video_string(options_.video),
+               video_->description.width, video_->description.height, told_frames(*video_).c_str(),
                picture_ticks_->dropped());
     if (audio_)
-        printf("sound: %s %d Hz, %d channels, %u frames, %.2f seconds\n",
-               orka_media_audio_string(options_.audio), audio_->description.sample_rate,
-               audio_->description.ch_layout.nb_channels, audio_->frames, sound_ticks_->seconds());
+        printf("sound: %s %d Hz, %d channels, %s\n", orka_media_audio_string(options_.audio),
+               audio_->description.sample_rate, audio_->description.ch_layout.nb_channels,
+               told_frames(*audio_).c_str());
     printf("%s: recorded in %.1f seconds\n", options_.file.c_str(),
            std::chrono::duration<double>(end_ - begin_).count());
 }

@@ -52,11 +52,13 @@ class Recorder {
         bool video;
         int number = -1; /* in the file; -1: not in it */
         std::vector<Held> held;
-        int64_t written_to = 0; /* ticks */
-        bool enough = false;    /* what was asked for has been written */
+        std::optional<int64_t> first; /* ticks: where its first packet stands */
+        int64_t written_to = 0;       /* ticks */
+        bool enough = false;          /* what was asked for has been written */
         bool ended = false;
         std::atomic<bool> goes_on = false; /* the encoder could not be stopped */
         uint32_t frames = 0;
+        int64_t ticks = 0; /* that they last */
         uint64_t bytes = 0;
         std::thread taker;
     };
@@ -72,11 +74,13 @@ class Recorder {
     void begin();
     void describe(Stream &stream);
     void write(Stream &stream, const orka_iencode_frame_t &words, std::span<const uint8_t> data);
-    bool is_too_early(const Stream &stream, const Place &place) const;
-    bool is_beyond(const Stream &stream, const Place &place) const;
+    void put(Stream &stream, const Place &at, std::span<const uint8_t> data, bool key);
     int ticks_a_second(const Stream &stream) const;
-    Place place(Stream &stream, const orka_iencode_frame_t &words, size_t size);
-    void fill_gap(const Stream &stream, std::span<const uint8_t> next, const Place &at);
+    bool is_beyond(const Stream &stream, const Place &place) const;
+    Place place(const Stream &stream, const orka_iencode_frame_t &words, size_t size);
+    void take_place(const Stream &stream, const Place &place);
+    void end_as_asked(Stream &stream);
+    void fill_gap(Stream &stream, std::span<const uint8_t> next, const Place &at);
 
     std::thread guarded(Stream &stream);
     void keep_failure();
@@ -85,6 +89,7 @@ class Recorder {
     void stop_encoders();
     void finish();
     std::string progress() const;
+    std::string told_frames(const Stream &stream) const;
 
     const Options &options_;
     const std::atomic<bool> &stop_;

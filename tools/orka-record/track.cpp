@@ -12,23 +12,29 @@ constexpr int64_t gap_ms = 40;
 
 } // namespace
 
-Place PictureTicks::place(int64_t ms)
+Place PictureTicks::place(int64_t ms) const
 {
     const int64_t nearest = (ms * rate_ + 500) / 1000;
-    const Place place{std::max(nearest, next_), 1};
-    next_ = place.time + 1;
-    count_++;
-    return place;
+    return {std::max(nearest, next_), 1};
 }
 
-Place SoundTicks::place(int64_t ms, int64_t samples)
+void PictureTicks::take(const Place &place)
+{
+    next_ = place.time + place.duration;
+    count_++;
+}
+
+Place SoundTicks::place(int64_t ms, int64_t samples) const
 {
     const int64_t stamped = ms * sample_rate_ / 1000 - delay_;
     if (!next_ || std::abs(stamped - *next_) > gap_ms * sample_rate_ / 1000)
-        next_ = std::max(stamped, next_.value_or(stamped));
-    const Place place{*next_, samples};
-    *next_ += samples;
-    return place;
+        return {std::max(stamped, next_.value_or(stamped)), samples};
+    return {*next_, samples};
+}
+
+void SoundTicks::take(const Place &place)
+{
+    next_ = place.time + place.duration;
 }
 
 } // namespace orka::record

@@ -18,7 +18,8 @@ class PictureTicks {
   public:
     explicit PictureTicks(uint32_t rate) : rate_(rate) {}
 
-    Place place(int64_t ms); /* since the recording began */
+    Place place(int64_t ms) const; /* since the recording began */
+    void take(const Place &place); /* it is recorded */
     int64_t dropped() const { return next_ - count_; }
 
   private:
@@ -35,8 +36,8 @@ class SoundTicks {
   public:
     SoundTicks(uint32_t sample_rate, int delay) : sample_rate_(sample_rate), delay_(delay) {}
 
-    Place place(int64_t ms, int64_t samples); /* since the recording began; negative before */
-    double seconds() const { return static_cast<double>(next_.value_or(0)) / sample_rate_; }
+    Place place(int64_t ms, int64_t samples) const; /* since the recording began; negative before */
+    void take(const Place &place);                  /* the next one follows it */
 
   private:
     uint32_t sample_rate_;

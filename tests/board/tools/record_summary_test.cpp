@@ -53,6 +53,36 @@ TEST(RecordProgress, EndsAtTheEnd)
     }
 }
 
+struct Sound {
+    const char *type;
+    const char *extension;
+    const char *told;
+};
+
+class RecordSummary : public testing::TestWithParam<Sound> {};
+
+/* Sound has as many packets as are nearest to a second. */
+TEST_P(RecordSummary, TellsTheSoundThatIsInTheFile)
+{
+    const Sound &sound = GetParam();
+    const std::string file = scratch(std::string("clip") + sound.extension);
+    const Ending ending = record({file, "--audio", sound.type, "--seconds", "1"});
+    EXPECT_EQ(ending.status, 0) << ending.err;
+    EXPECT_THAT(ending.out, HasSubstr(std::string("channels, ") + sound.told + "\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, RecordSummary,
+                         testing::Values(Sound{"PCM", ".wav", "50 frames, 1.00 seconds"},
+                                         Sound{"PCM", ".avi", "50 frames, 1.00 seconds"},
+                                         Sound{"PCM", ".mkv", "50 frames, 1.00 seconds"},
+                                         Sound{"AAC", ".avi", "23 frames, 0.98 seconds"},
+                                         Sound{"AAC", ".mp4", "23 frames, 0.98 seconds"},
+                                         Sound{"MP3", ".mp3", "38 frames, 0.99 seconds"},
+                                         Sound{"G723", ".wav", "33 frames, 0.99 seconds"}),
+                         [](const auto &info) {
+                             return std::string(info.param.type) + "In" + (info.param.extension + 1);
+                         });
+
 TEST(RecordSummary, TellsTheSoundThatWasChosenAndTheFileHasIt)
 {
     const std::string file = scratch("clip.mkv");
