@@ -45,14 +45,26 @@ MediaFile::~MediaFile()
     avformat_free_context(context_);
 }
 
-int MediaFile::add_stream(int ticks)
+int MediaFile::add_pictures(int ticks)
+{
+    AVStream &stream = add_stream(ticks);
+    stream.avg_frame_rate = {ticks, 1};
+    return stream.index;
+}
+
+int MediaFile::add_sound(int ticks)
+{
+    return add_stream(ticks).index;
+}
+
+AVStream &MediaFile::add_stream(int ticks)
 {
     AVStream *stream = avformat_new_stream(context_, nullptr);
     if (!stream)
         fail(AVERROR(ENOMEM));
     stream->time_base = {1, ticks};
     ticks_.push_back(ticks);
-    return stream->index;
+    return *stream;
 }
 
 void MediaFile::begin()

@@ -32,8 +32,9 @@ class MediaFile {
     MediaFile(const MediaFile &) = delete;
     MediaFile &operator=(const MediaFile &) = delete;
 
-    /* The number of a stream whose times are counted in ticks a second. */
-    int add_stream(int ticks);
+    /* The number of a stream whose times are counted in ticks a second; of pictures, each is one. */
+    int add_pictures(int ticks);
+    int add_sound(int ticks);
     /* To be completed before begin(). */
     AVCodecParameters &parameters(int stream) { return *context_->streams[stream]->codecpar; }
     void begin();
@@ -41,6 +42,7 @@ class MediaFile {
     void finish();
 
   private:
+    AVStream &add_stream(int ticks);
     bool has_own_files() const { return (context_->oformat->flags & AVFMT_NOFILE) != 0; }
     [[noreturn]] void fail(int error) const;
 

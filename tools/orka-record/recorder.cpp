@@ -168,7 +168,8 @@ void Recorder::begin()
 
 void Recorder::describe(Stream &stream)
 {
-    stream.number = file_->add_stream(ticks_a_second(stream));
+    const int ticks = ticks_a_second(stream);
+    stream.number = stream.video ? file_->add_pictures(ticks) : file_->add_sound(ticks);
     AVCodecParameters &parameters = file_->parameters(stream.number);
     if (avcodec_parameters_copy(&parameters, &stream.description) < 0)
         throw Failure("out of memory");

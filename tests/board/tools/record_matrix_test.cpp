@@ -45,7 +45,15 @@ class OrkaRecordPair : public testing::TestWithParam<Pair> {
         return file;
     }
 
-    /* No bare picture tells how long it lasts; how many there are is another test's. */
+    /* Bare MPEG-4 tells none, and players take bare H.263 for NTSC's. */
+    std::string frame_rate() const
+    {
+        const std::string extension = GetParam().extension;
+        if (extension == ".m4v")
+            return "0/0";
+        return extension == ".h263" ? "30000/1001" : "30/1";
+    }
+    /* Nor does any bare picture tell how long it lasts; how many there are is another test's. */
     bool tells_duration() const
     {
         const std::string extension = GetParam().extension;
@@ -92,6 +100,7 @@ TEST_P(OrkaRecordPair, IsProbedAndDecodedWithoutAnError)
         expect_line(video, std::string("codec_name=") + pair.video_codec);
         expect_line(video, "width=" + std::to_string(width()));
         expect_line(video, "height=" + std::to_string(height()));
+        expect_line(video, "avg_frame_rate=" + frame_rate());
     }
     if (*pair.audio) {
         const std::string audio = probed(file, "stream=codec_name,sample_rate", "a:0");
@@ -183,6 +192,8 @@ TEST_P(OrkaRecordLength, IsTheOneThatWasAskedForToWithinOnePicture)
     const bool pal = std::string(length.standard) == "pal";
     EXPECT_NEAR(value_of(probed(file, "format=duration"), "duration"), std::stod(length.asked),
                 pal ? 1.0 / 25 : picture);
+    expect_line(probed(file, "stream=avg_frame_rate", "v:0"),
+                pal ? "avg_frame_rate=25/1" : "avg_frame_rate=30/1");
 }
 
 std::vector<Length> lengths()
