@@ -105,8 +105,14 @@ void MediaFile::finish()
         fail(error);
 }
 
-void MediaFile::fail(int error) const
+int64_t MediaFile::packets(int stream) const
 {
+    return stream < 0 ? 0 : context_->streams[stream]->nb_frames;
+}
+
+void MediaFile::fail(int error)
+{
+    failed_ = true;
     throw Failure(path_ + ": " + av_error(error));
 }
 

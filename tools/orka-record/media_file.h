@@ -41,15 +41,20 @@ class MediaFile {
     void write(const FilePacket &packet);
     void finish();
 
+    /* Of the stream, written; when the file has failed, the last ones may not have come into it. */
+    int64_t packets(int stream) const;
+    bool has_failed() const { return failed_; }
+
   private:
     AVStream &add_stream(int ticks);
     bool has_own_files() const { return (context_->oformat->flags & AVFMT_NOFILE) != 0; }
-    [[noreturn]] void fail(int error) const;
+    [[noreturn]] void fail(int error);
 
     std::string path_;
     AVFormatContext *context_ = nullptr;
     std::vector<int> ticks_;
     bool begun_ = false;
+    bool failed_ = false;
 };
 
 } // namespace orka::record

@@ -364,10 +364,15 @@ std::string Recorder::progress() const
            (video_ ? format("  %" PRId64 " dropped", picture_ticks_->dropped()) : "");
 }
 
+/* Of those that libavformat has written: of a file that failed, the last ones may be missing. */
 std::string Recorder::told_frames(const Stream &stream) const
 {
-    return format("%u frames, %.2f seconds", stream.frames,
-                  static_cast<double>(stream.ticks) / ticks_a_second(stream));
+    const int64_t count = file_->packets(stream.number);
+    const double ticks = stream.frames == 0
+                             ? 0
+                             : static_cast<double>(stream.ticks) * static_cast<double>(count) / stream.frames;
+    return format("%s%" PRId64 "%s frames, %.2f seconds", file_->has_failed() ? "at most " : "", count,
+                  file_->has_failed() ? " whole" : "", ticks / ticks_a_second(stream));
 }
 
 void Recorder::print_summary() const

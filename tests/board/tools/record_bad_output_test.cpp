@@ -1,6 +1,7 @@
 /* What orka-record does when the file or the encoders fail, and when it is stopped. */
 #include <csignal>
 #include <gtest/gtest.h>
+#include <regex>
 #include <string>
 
 #include <sys/stat.h>
@@ -45,6 +46,25 @@ TEST(OrkaRecord, AFullDiskIsSaidAndWhatWasWrittenPlays)
             << ending.err;
         EXPECT_GT(decoded_luma(file).size(), size_t{720 * 480 * 20}) << name;
     }
+}
+
+/* The picture at which the disk was full may be there in part. */
+TEST(OrkaRecord, OnAFullDiskItCountsNoMorePicturesThanItWrote)
+{
+    const std::string file = scratch("clip.avi");
+    const Ending ending = run({ORKA_BOARD_PROGRAM, "run", "--", "sh", "-c",
+                               "trap '' XFSZ; ulimit -f 200; exec \"$@\"", "sh", ORKA_RECORD_PROGRAM, file});
+    EXPECT_EQ(ending.status, 1);
+    std::smatch told;
+    ASSERT_TRUE(std::regex_search(
+        ending.out, told,
+        std::regex("720x480, at most ([0-9]+) whole frames, ([0-9.]+) seconds, 0 dropped\n")))
+        << ending.out;
+    const int count = std::stoi(told[1]);
+    const auto decoded = static_cast<int>(decoded_luma(file).size() / (720 * 480));
+    EXPECT_TRUE(decoded == count || decoded == count + 1) << decoded << ending.out;
+    EXPECT_NEAR(std::stod(told[2]), count / 30.0, 0.005);
+    EXPECT_NE(ending.out.find("channels, at most "), std::string::npos) << ending.out;
 }
 
 TEST(OrkaRecord, ASignalEndsTheFileCleanly)
