@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -219,6 +220,8 @@ bool Recorder::is_beyond(const Stream &stream, const Place &place) const
 void Recorder::end_as_asked(Stream &stream)
 {
     stream.enough = true;
+    if (stream.video)
+        picture_ticks_->end(std::lround(std::ceil(*options_.seconds * ticks_a_second(stream) - 0.5)));
     changed_.notify_all();
 }
 

@@ -24,6 +24,11 @@ void PictureTicks::take(const Place &place)
     count_++;
 }
 
+void PictureTicks::end(int64_t ticks)
+{
+    next_ = std::max(next_, ticks);
+}
+
 Place SoundTicks::place(int64_t ms, int64_t samples) const
 {
     const int64_t stamped = ms * sample_rate_ / 1000 - delay_;

@@ -20,6 +20,7 @@ class PictureTicks {
 
     Place place(int64_t ms) const; /* since the recording began */
     void take(const Place &place); /* it is recorded */
+    void end(int64_t ticks);       /* all that is missing up to there was dropped */
     int64_t dropped() const { return next_ - count_; }
 
   private:

@@ -1,5 +1,6 @@
 /* In real time: what nobody takes is dropped, counted, and missing where it was. */
 #include <csignal>
+#include <gmock/gmock.h>
 
 #include "board/soon.h"
 #include "board/tools/channels.h"
@@ -67,6 +68,41 @@ TEST_F(InRealTime, SoundAndPictureStayTogetherWhereSoundWasDropped)
         const std::vector<double> late = lateness(marks_of(file));
         EXPECT_GE(late.size(), 3u);
         EXPECT_NEAR(late.back(), 0, 0.045) << audio; /* in whole packets */
+    }
+}
+
+/* The recorder stands still beyond the end that was asked for. */
+TEST_F(InRealTime, WhatIsDroppedUpToTheEndIsCountedAndNothingAfterIt)
+{
+    start(1, {"--seconds", "8"});
+    while (encoder(1)["frames_out"] < 1)
+        std::this_thread::sleep_for(20ms);
+    recorders[1]->signal(SIGSTOP);
+    while (encoder(1)["frames_in"] < 280)
+        std::this_thread::sleep_for(50ms);
+    recorders[1]->signal(SIGCONT);
+    expect_good_ending(1);
+    const size_t held = marks_of(files[1]).counters.size();
+    EXPECT_LT(held, 240u);
+    EXPECT_THAT(recorders[1]->out(),
+                testing::HasSubstr(" seconds, " + std::to_string(240 - held) + " dropped\n"));
+}
+
+/* None is dropped on a machine that keeps up; on another one, what is not there was counted. */
+TEST_F(InRealTime, FourChannelsHoldOrCountEveryPictureOfTenSeconds)
+{
+    for (size_t i = 0; i < channels; i++)
+        start(i, {"--seconds", "10"});
+    for (size_t i = 0; i < channels; i++) {
+        expect_good_ending(i);
+        const std::vector<int64_t> counters = marks_of(files[i]).counters;
+        EXPECT_TRUE(std::ranges::is_sorted(counters, std::less_equal<>())) << files[i];
+        const int64_t dropped = 300 - static_cast<int64_t>(counters.size());
+        EXPECT_THAT(recorders[i]->out(), testing::ContainsRegex(", " + std::to_string(counters.size()) +
+                                                                " frames, [0-9.]+ seconds, " +
+                                                                std::to_string(dropped) + " dropped\n"));
+        EXPECT_LE(missing(counters), dropped) << files[i];
+        RecordProperty("dropped" + std::to_string(i), std::to_string(dropped));
     }
 }
 
