@@ -233,6 +233,8 @@ void Player::feed(Stream &stream)
         };
         if (!put_new_header(stream, data))
             return;
+        if (stream.frames_in == 0 && (words.flags & frame_key) != 0)
+            stream.begins_at = words.tsms;
         if (stream.frames_in > 0 || !stream.begins_silent)
             stream.edits.note(data, words.tsms,
                               &stream == audio_.get() ? Edits::Which::every : Edits::Which::marked);
@@ -309,12 +311,14 @@ std::chrono::milliseconds Player::lead_of(const Stream &stream)
 }
 
 /* Its last frame, which holds nothing, tells of damage after all others. */
-void Player::count_damage(Stream &stream, const orka_idecode_frame_t &frame)
+void Player::count_damage(Stream &stream, const orka_idecode_frame_t &frame) const
 {
-    if ((frame.flags & frame_damaged) == 0)
+    if ((frame.flags & frame_damaged) == 0) {
         stream.whole += frame.kind != ORKA_FRAME_TYPE_LAST;
-    else
-        (stream.whole > 0 ? stream.damaged : stream.leading)++;
+        return;
+    }
+    const bool leads = &stream == video_.get() && stream.whole == 0 && frame.tsms < stream.begins_at;
+    (leads ? stream.leading : stream.damaged)++;
 }
 
 /*

@@ -56,14 +56,15 @@ class Player {
         bool (Player::*deliver)(const orka_idecode_frame_t &frame); /* false: an edit leaves it out */
         std::atomic<uint32_t> frames_in = 0;
         std::atomic<uint32_t> frames_out = 0;
-        uint32_t whole = 0;                 /* frames */
-        uint32_t leading = 0;               /* damaged ones before the first whole one */
-        uint32_t damaged = 0;               /* after it */
-        uint32_t left_out = 0;              /* packets that no frame of the decoder holds */
-        uint32_t frame_capacity = 0;        /* bytes, where some were left out */
-        std::atomic<uint32_t> position = 0; /* ms */
-        std::atomic<uint32_t> fed_to = 0;   /* ms, the latest time stamp that went in */
-        std::atomic<bool> starved = false;  /* the feeder waits for the reader */
+        uint32_t whole = 0;   /* frames */
+        uint32_t leading = 0; /* damaged pictures before it begins, and before a whole one */
+        uint32_t damaged = 0; /* all others */
+        std::atomic<uint32_t> begins_at = no_time; /* ms, where its first packet is a key picture */
+        uint32_t left_out = 0;                     /* packets that no frame of the decoder holds */
+        uint32_t frame_capacity = 0;               /* bytes, where some were left out */
+        std::atomic<uint32_t> position = 0;        /* ms */
+        std::atomic<uint32_t> fed_to = 0;          /* ms, the latest time stamp that went in */
+        std::atomic<bool> starved = false;         /* the feeder waits for the reader */
         std::thread feeder;
         std::thread taker;
     };
@@ -87,7 +88,7 @@ class Player {
     void read();
     static ClipPacket next_packet(Stream &stream);
     void feed(Stream &stream);
-    static void count_damage(Stream &stream, const orka_idecode_frame_t &frame);
+    void count_damage(Stream &stream, const orka_idecode_frame_t &frame) const;
     bool put_new_header(Stream &stream, const AVPacket &packet);
     bool obtain(Stream &stream, orka_idecode_frame_t &frame);
     bool put(Stream &stream, const orka_idecode_frame_t &words, std::span<const uint8_t> data);

@@ -60,6 +60,11 @@ std::vector<uint8_t> read_whole(const std::string &path)
     return data;
 }
 
+bool begins_with(std::span<const uint8_t> data, std::span<const uint8_t> begin)
+{
+    return data.size() >= begin.size() && std::ranges::equal(data.first(begin.size()), begin);
+}
+
 /* Whether another picture follows the first: thumbnails lie inside of segments, whose lengths lead past them.
  */
 bool is_film_of_jpegs(std::span<const uint8_t> file)
@@ -67,6 +72,8 @@ bool is_film_of_jpegs(std::span<const uint8_t> file)
     constexpr uint8_t start_of_image = 0xD8;
     constexpr uint8_t end_of_image = 0xD9;
     constexpr uint8_t start_of_scan = 0xDA;
+    constexpr uint8_t app2 = 0xE2;
+    constexpr uint8_t several_of_one_photo[] = {'M', 'P', 'F', 0};
     bool in_scan = false;
     for (size_t at = 2; at + 3 < file.size();) {
         const uint8_t marker = file[at + 1];
@@ -74,6 +81,8 @@ bool is_film_of_jpegs(std::span<const uint8_t> file)
             at++;
         } else if (marker == end_of_image) {
             return file[at + 2] == 0xFF && file[at + 3] == start_of_image;
+        } else if (marker == app2 && begins_with(file.subspan(at + 4), several_of_one_photo)) {
+            return false;
         } else {
             in_scan = marker == start_of_scan;
             at += 2 + AV_RB16(&file[at + 2]);

@@ -155,6 +155,22 @@ TEST(Cut, ATransportStreamFromItsMidstOnIsPlayed)
     EXPECT_EQ(sizes_and_hashes(contents(framemd5)), expected);
 }
 
+/* What is damaged in the clip itself lies nowhere before its beginning. */
+TEST(Cut, ADamagedFirstPictureIsAFault)
+{
+    std::string data = contents(clip("damaged_key.avi", picture_source("352x288") + "-c:v mpeg4"));
+    const size_t chunk = data.find("00dc", data.find("movi"));
+    ASSERT_NE(chunk, std::string::npos);
+    constexpr size_t first_slice = 200;
+    std::fill_n(data.begin() + static_cast<ptrdiff_t>(chunk + first_slice), 2000, '\x55');
+    const std::string file = scratch("damaged_key_told.avi");
+    write_file(file, data);
+    const Ending ending = play({file});
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_NE(ending.err.find("damaged"), std::string::npos) << ending.err;
+    EXPECT_EQ(ending.err.find("before the clip's beginning"), std::string::npos) << ending.err;
+}
+
 /* A stream that holds back fewer pictures than it needs: libavformat finds out how many FFmpeg's decoder
  * needs. */
 TEST(Order, OfH264ThatTellsTooLittleIsFoundOut)
