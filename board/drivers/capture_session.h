@@ -83,7 +83,7 @@ class CaptureSession : public std::enable_shared_from_this<CaptureSession> {
     void skip_to(uint64_t number);
     void capture_ahead();
     void capture();
-    void captured(const Captured &shown);
+    void captured(const Captured &captured);
     CaptureJob job_for(std::optional<uint32_t> buffer) const;
     std::optional<uint32_t> room();
     void deliver(Call &call);

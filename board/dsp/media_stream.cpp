@@ -66,8 +66,11 @@ std::unique_ptr<MediaStream> MediaStream::open(const std::string &source, AVMedi
 int MediaStream::open_input(const std::string &source)
 {
     Source parsed = parse(source, libraries_);
-    if (Fifo::is_at(parsed.name)) {
-        if (const int error = fifo_.open(parsed.name, [this] { return stopped(); }); error != 0)
+    constexpr std::string_view file_protocol = "file:";
+    const std::string path =
+        parsed.name.starts_with(file_protocol) ? parsed.name.substr(file_protocol.size()) : parsed.name;
+    if (Fifo::is_at(path)) {
+        if (const int error = fifo_.open(path, [this] { return stopped(); }); error != 0)
             return AVERROR(error);
         parsed.name = fifo_.url();
     }

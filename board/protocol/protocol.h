@@ -23,7 +23,7 @@
 
 namespace orka::board::protocol {
 
-constexpr uint32_t version = 1;
+constexpr uint32_t version = 2;
 
 /* Where a program finds its board: the path of the server's socket. */
 constexpr char socket_variable[] = "ORKA_BOARD";

@@ -15,6 +15,7 @@
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,13 +59,27 @@ sigset_t set_of(std::span<const int> signals)
     return set;
 }
 
-/* One of these that has come and is blocked; 0 where none has. */
-int pending_of(std::span<const int> signals)
+/* The ending signals that whoever started this does not have ignored. */
+sigset_t heeded_signals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int one : ending_signals) {
+        struct sigaction now {};
+        sigaction(one, nullptr, &now);
+        if (now.sa_handler != SIG_IGN)
+            sigaddset(&set, one);
+    }
+    return set;
+}
+
+/* An ending signal among these that has come and is blocked; 0 where none has. */
+int pending_of(const sigset_t &signals)
 {
     sigset_t pending;
     sigpending(&pending);
-    for (const int one : signals) {
-        if (sigismember(&pending, one) == 1)
+    for (const int one : ending_signals) {
+        if (sigismember(&signals, one) == 1 && sigismember(&pending, one) == 1)
             return one;
     }
     return 0;
@@ -203,10 +218,11 @@ sigset_t awaited_signals()
     return set;
 }
 
-/* Programs may go to other folders. */
+/* Programs may go to other folders; but not every path from the root on fits a socket's address. */
 std::string absolute_path(const std::string &path)
 {
-    return std::filesystem::absolute(path).string();
+    const std::string whole = std::filesystem::absolute(path).string();
+    return whole.size() < sizeof sockaddr_un::sun_path ? whole : path;
 }
 
 int run_on_board(const Command &command, const Program &program)
@@ -225,9 +241,13 @@ int run_on_board(const Command &command, const Program &program)
     if (const auto status = prepare(command, directory.path(), socket, prepared))
         return *status;
     signal(SIGCHLD, SIG_DFL); /* an inherited SIG_IGN would reap the program unseen */
-    if (!joins && !board.emplace(command.board, directory.path(), set_of(ending_signals)).running()) {
-        const int number = pending_of(ending_signals);
-        return number != 0 ? killed + number : board_failure;
+    if (!joins) {
+        const sigset_t ending = heeded_signals();
+        const bool running = board.emplace(command.board, directory.path(), ending).running();
+        if (const int number = pending_of(ending); number != 0)
+            return killed + number;
+        if (!running)
+            return board_failure;
     }
     const int status = run_prepared(prepared, board ? &*board : nullptr, mask, signals);
     if (board && board->stop() == 0u)
@@ -266,7 +286,7 @@ void serve_at(int listener, const std::string &socket, const std::string &direct
               const BoardOptions &options)
 {
     const sigset_t signals = set_of(ending_signals);
-    Board board(options, listener, [] { return pending_of(ending_signals) != 0; });
+    Board board(options, listener, [&signals] { return pending_of(signals) != 0; });
     const std::unique_ptr<View> view = view_of(board, options.view);
     const int told = signalfd(-1, &signals, SFD_CLOEXEC);
     board.reactor().watch(told, EPOLLIN, [&](uint32_t) { board.reactor().stop(); });
@@ -290,6 +310,9 @@ int serve_until_told(const Command &command)
         serve_at(listener, socket, directory.path(), command.board);
     } catch (const StoppedAtStart &) {
         /* As at any other time. */
+    } catch (...) {
+        unlink(socket.c_str());
+        throw;
     }
     unlink(socket.c_str());
     return 0;

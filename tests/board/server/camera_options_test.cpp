@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <initializer_list>
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -90,15 +93,18 @@ class SilentCameraAtTheStart : public testing::TestWithParam<int> {
     }
     std::string fifo() const { return directory / "camera"; }
 
-    /* The signal comes while the board waits for the camera. */
-    Outcome ended(const Words &words)
+    /* The signals come while the board waits for the camera. */
+    Outcome ended(const Words &words, std::initializer_list<int> signals)
     {
         Running running(words);
         EXPECT_TRUE(soon([this] {
             writer = open(fifo().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
             return writer >= 0;
         })) << "the board does not open it";
-        kill(running.process(), GetParam());
+        for (const int one : signals) {
+            kill(running.process(), one);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
         return running.finish();
     }
 
@@ -110,7 +116,7 @@ class SilentCameraAtTheStart : public testing::TestWithParam<int> {
 TEST_P(SilentCameraAtTheStart, EndsARunByASignalBeforeItsProgramBegan)
 {
     const Outcome outcome =
-        ended({ORKA_BOARD_PROGRAM, "run", "--camera", fifo(), "--", "sh", "-c", "echo ran"});
+        ended({ORKA_BOARD_PROGRAM, "run", "--camera", fifo(), "--", "sh", "-c", "echo ran"}, {GetParam()});
     EXPECT_EQ(outcome.status, 128 + GetParam());
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, "");
@@ -120,12 +126,23 @@ TEST_P(SilentCameraAtTheStart, EndsARunByASignalBeforeItsProgramBegan)
 TEST_P(SilentCameraAtTheStart, EndsServingByASignalAsAtAnyOtherTime)
 {
     const std::string socket = directory / "socket";
-    const Outcome outcome = ended({ORKA_BOARD_PROGRAM, "serve", "--socket", socket, "--camera", fifo()});
+    const Outcome outcome =
+        ended({ORKA_BOARD_PROGRAM, "serve", "--socket", socket, "--camera", fifo()}, {GetParam()});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(std::filesystem::is_empty(runtime));
     EXPECT_FALSE(std::filesystem::exists(socket));
+}
+
+/* As nohup and a shell's & have them. */
+TEST_P(SilentCameraAtTheStart, GoesOnAtASignalThatTheCallerHasIgnored)
+{
+    const std::string number = std::to_string(GetParam());
+    const int other = GetParam() == SIGTERM ? SIGINT : SIGTERM;
+    const std::string command =
+        "trap '' " + number + "; exec " ORKA_BOARD_PROGRAM " run --camera " + fifo() + " -- true";
+    EXPECT_EQ(ended({"sh", "-c", command}, {GetParam(), other}).status, 128 + other);
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, SilentCameraAtTheStart, testing::Values(SIGINT, SIGTERM, SIGHUP),

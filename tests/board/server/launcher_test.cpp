@@ -460,6 +460,13 @@ TEST_F(ServeTest, TheEnvironmentIsQuotedForAShell)
     stop();
 }
 
+TEST_F(ServeTest, ABoardThatDoesNotStartLeavesNoSocket)
+{
+    const std::string socket = directory / "here";
+    EXPECT_EQ(run({board, "serve", "--socket", socket, "--camera", "/no/such/file"}).status, 125);
+    EXPECT_FALSE(fs::exists(socket));
+}
+
 TEST_F(ServeTest, ASecondBoardDoesNotTakeTheFirstOnesSocket)
 {
     const std::string socket = directory / "here";
