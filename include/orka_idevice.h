@@ -91,8 +91,8 @@ int32_t orka_idevice_imgenc_fd_close(void);
 void orka_idevice_register_close_atexit(void);
 
 /*
- * The exit handler: closes every node that is open. Not for programs to call: the accessor of capture would
- * go on to return its closed descriptor.
+ * The exit handler: closes every node that is open. A program that calls it itself is to have capture closed:
+ * its accessor would go on to return the closed descriptor.
  */
 void orka_idevice_close_atexit(void);
 
