@@ -21,8 +21,7 @@ constexpr char description[] =
 constexpr char exit_statuses[] =
     "Exit status: 0 played; 1 the clip, a decoder or an output file failed (a clip that is truncated or in "
     "part damaged is played as far as it goes, and ends with 1; first pictures that refer to what lies "
-    "before "
-    "the clip's beginning are told and are no failure); 2 usage; 3 no board; 130 interrupted.";
+    "before the clip's beginning are told and are no failure); 2 usage; 3 no board; 130 interrupted.";
 
 std::string check_image_name(const std::string &name)
 {

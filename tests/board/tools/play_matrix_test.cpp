@@ -171,6 +171,14 @@ TEST(Cut, ADamagedFirstPictureIsAFault)
     EXPECT_EQ(ending.err.find("before the clip's beginning"), std::string::npos) << ending.err;
 }
 
+/* How many there are, all of them as FFmpeg decodes them. */
+size_t pictures_like_ffmpeg(const std::string &file)
+{
+    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
+    EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+    return expected.size();
+}
+
 /* A stream that holds back fewer pictures than it needs: libavformat finds out how many FFmpeg's decoder
  * needs. */
 TEST(Order, OfH264ThatTellsTooLittleIsFoundOut)
@@ -191,9 +199,7 @@ TEST(Order, OfH264ThatTellsTooLittleIsFoundOut)
         data[at] = static_cast<char>(std::bitset<8>(bits.substr((at - begin) * 8, 8)).to_ulong());
     const std::string file = scratch("order_told.h264");
     write_file(file, data);
-    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
-    ASSERT_GE(expected.size(), 40u);
-    EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+    EXPECT_GE(pictures_like_ffmpeg(file), 40u);
 }
 
 /* The second part's header comes in mid-stream, beside its first packet. */
@@ -206,9 +212,7 @@ TEST(Joined, FlvWithTwoHeadersIsDecodedByBoth)
         contents(clip("second.flv", picture_source("176x144") + "-c:v libx264 -threads 1 -coder vlc"));
     const std::string file = scratch("joined.flv");
     write_file(file, first + second.substr(file_header));
-    const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
-    ASSERT_EQ(expected.size(), 50u);
-    EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+    EXPECT_EQ(pictures_like_ffmpeg(file), 50u);
 }
 
 TEST(Joined, Mpeg1AndMpeg2InOneStreamAreBothDecoded)
@@ -218,9 +222,7 @@ TEST(Joined, Mpeg1AndMpeg2InOneStreamAreBothDecoded)
     for (const std::string &data : {first + second, second + first}) {
         const std::string file = scratch("joined.m2v");
         write_file(file, data);
-        const Words expected = sizes_and_hashes(ffmpeg_framemd5(file));
-        ASSERT_GE(expected.size(), 49u);
-        EXPECT_EQ(sizes_and_hashes(played_framemd5(file)), expected);
+        EXPECT_GE(pictures_like_ffmpeg(file), 49u);
     }
 }
 
